@@ -1,0 +1,386 @@
+#include "app/repoviewmodel.h"
+
+#include "handoff/handofflinks.h"
+#include "sources/defaultsources.h"
+#include "sources/sourceediting.h"
+#include "sources/sourceselection.h"
+#include "sources/sourcestore.h"
+
+RepoViewModel::RepoViewModel(QObject *parent)
+    : RepoViewModel(Platform::defaultPlatform(), parent)
+{}
+
+RepoViewModel::RepoViewModel(Platform platform, QObject *parent)
+    : QObject(parent)
+    , m_platform(std::move(platform))
+    , m_sourceModel(new SourceListModel(this))
+{
+    loadSources();
+    loadFavorites();
+}
+
+RepoViewModel::~RepoViewModel() = default;
+
+QList<RepoViewModel::SelectionMode> RepoViewModel::allSelectionModes()
+{
+    return {Favorites, AllSources, AllPackages};
+}
+
+std::optional<RepoViewModel::SelectionMode> RepoViewModel::selectionModeFromRaw(int raw)
+{
+    switch (raw) {
+    case Favorites:
+    case AllSources:
+    case AllPackages:
+        return SelectionMode(raw);
+    default:
+        return std::nullopt;
+    }
+}
+
+QString RepoViewModel::description(SelectionMode mode)
+{
+    switch (mode) {
+    case Favorites:
+        return QStringLiteral("Favorites \u2B50\uFE0F");
+    case AllSources:
+        return QStringLiteral("All Sources");
+    case AllPackages:
+        return QStringLiteral("All Packages");
+    }
+    return {};
+}
+
+void RepoViewModel::setTotalMatches(int value)
+{
+    if (m_totalMatches == value)
+        return;
+    m_totalMatches = value;
+    Q_EMIT totalMatchesChanged();
+}
+
+void RepoViewModel::setMaxResults(int value)
+{
+    if (m_maxResults == value)
+        return;
+    m_maxResults = value;
+    Q_EMIT maxResultsChanged();
+}
+
+void RepoViewModel::setReloadView(bool value)
+{
+    if (m_reloadView == value)
+        return;
+    m_reloadView = value;
+    Q_EMIT reloadViewChanged();
+}
+
+void RepoViewModel::setSources(const QList<RepoSource> &sources)
+{
+    // Saved even when unchanged: the stored list must follow every assignment, including the
+    // start-up one that writes the merged catalogue back.
+    const bool changed = m_sources != sources;
+    m_sources = sources;
+    saveSources();
+    if (!changed)
+        return;
+    Q_EMIT sourcesChanged();
+    refreshSourceViews();
+}
+
+void RepoViewModel::setCurrentSourceLink(const QString &link)
+{
+    if (m_currentSourceLink == link)
+        return;
+    m_currentSourceLink = link;
+    Q_EMIT currentSourceLinkChanged();
+}
+
+void RepoViewModel::setFavoriteSourceLinks(const QSet<QString> &links)
+{
+    if (m_favoriteSourceLinks == links)
+        return;
+    m_favoriteSourceLinks = links;
+    Q_EMIT favoriteSourceLinksChanged();
+    refreshSourceViews();
+}
+
+void RepoViewModel::setSelectedSources(const QSet<QString> &links)
+{
+    if (m_selectedSources == links)
+        return;
+    m_selectedSources = links;
+    Q_EMIT selectedSourcesChanged();
+    refreshSourceViews();
+}
+
+void RepoViewModel::setSelectedMode(SelectionMode mode)
+{
+    if (m_selectedMode != mode) {
+        m_selectedMode = mode;
+        Q_EMIT selectedModeChanged();
+        refreshSourceViews();
+    }
+    if (mode != AllPackages)
+        setSelectedArchitecture(std::nullopt);
+}
+
+void RepoViewModel::setSearchText(const QString &text)
+{
+    if (m_searchText == text)
+        return;
+    m_searchText = text;
+    Q_EMIT searchTextChanged();
+    refreshSourceViews();
+}
+
+void RepoViewModel::setShowAlert(bool value)
+{
+    if (m_showAlert == value)
+        return;
+    m_showAlert = value;
+    Q_EMIT showAlertChanged();
+}
+
+void RepoViewModel::setAlertMessage(const QString &message)
+{
+    if (m_alertMessage == message)
+        return;
+    m_alertMessage = message;
+    Q_EMIT alertMessageChanged();
+}
+
+void RepoViewModel::setSelectedArchitecture(const std::optional<QString> &architecture)
+{
+    if (m_selectedArchitecture == architecture)
+        return;
+    m_selectedArchitecture = architecture;
+    Q_EMIT selectedArchitectureChanged();
+}
+
+QVariant RepoViewModel::selectedArchitectureVariant() const
+{
+    return m_selectedArchitecture ? QVariant(*m_selectedArchitecture) : QVariant();
+}
+
+void RepoViewModel::setSelectedArchitectureVariant(const QVariant &architecture)
+{
+    if (architecture.isNull() || !architecture.isValid())
+        setSelectedArchitecture(std::nullopt);
+    else
+        setSelectedArchitecture(architecture.toString());
+}
+
+void RepoViewModel::setAddSourcePresented(bool value)
+{
+    if (m_isAddSourcePresented == value)
+        return;
+    m_isAddSourcePresented = value;
+    Q_EMIT isAddSourcePresentedChanged();
+}
+
+QStringList RepoViewModel::availableArchitectures() const
+{
+    return {QStringLiteral("arm"), QStringLiteral("arm64"), QStringLiteral("arm64e")};
+}
+
+QString RepoViewModel::sourcesKey() const
+{
+    return SourceStore::sourcesKey;
+}
+
+QString RepoViewModel::favoriteSourcesKey() const
+{
+    return SourceStore::favoriteSourcesKey;
+}
+
+const QList<RepoSource> &RepoViewModel::defaultSources() const
+{
+    return ::defaultSources();
+}
+
+QList<RepoSource> RepoViewModel::filteredSources() const
+{
+    return searchSources(m_selectedMode == Favorites ? favoriteSources() : m_sources, m_searchText);
+}
+
+QList<RepoSource> RepoViewModel::favoriteSources() const
+{
+    return ::favoriteSources(m_sources, m_favoriteSourceLinks);
+}
+
+bool RepoViewModel::isAllSelected() const
+{
+    return ::isAllSelected(m_selectedSources.size(), filteredSources().size());
+}
+
+bool RepoViewModel::isCopyButtonEnabled() const
+{
+    return !m_selectedSources.isEmpty();
+}
+
+PackageList RepoViewModel::packages(const QString &link) const
+{
+    return m_packagesByLink.value(link);
+}
+
+void RepoViewModel::toggleSelection(const RepoSource &source)
+{
+    QSet<QString> selected = m_selectedSources;
+    if (!selected.remove(source.link))
+        selected.insert(source.link);
+    setSelectedSources(selected);
+    performHapticFeedback();
+}
+
+void RepoViewModel::selectAll()
+{
+    QSet<QString> selected;
+    for (const RepoSource &source : filteredSources())
+        selected.insert(source.link);
+    setSelectedSources(selected);
+    performHapticFeedback();
+}
+
+void RepoViewModel::deselectAll()
+{
+    setSelectedSources({});
+    performHapticFeedback();
+}
+
+void RepoViewModel::toggleFavorite(const RepoSource &source)
+{
+    QSet<QString> favorites = m_favoriteSourceLinks;
+    if (favorites.remove(source.link)) {
+        setAlertMessage(SelectionAlerts::favoriteRemoved(source.name));
+    } else {
+        favorites.insert(source.link);
+        setAlertMessage(SelectionAlerts::favoriteAdded(source.name));
+    }
+    setFavoriteSourceLinks(favorites);
+    setShowAlert(true);
+    saveFavorites();
+    performHapticFeedback();
+}
+
+void RepoViewModel::loadFavorites()
+{
+    SourceStore store(*m_platform.settings);
+    if (const auto favorites = store.loadFavorites())
+        setFavoriteSourceLinks(*favorites);
+}
+
+void RepoViewModel::saveFavorites()
+{
+    SourceStore(*m_platform.settings).saveFavorites(m_favoriteSourceLinks);
+}
+
+void RepoViewModel::copySelectedSources()
+{
+    const QStringList links = selectedLinks(filteredSources(), m_selectedSources);
+    m_platform.clipboard->setText(links.join(QLatin1Char('\n')));
+    alert(SelectionAlerts::sourcesCopied(links.size()));
+    performHapticFeedback();
+}
+
+void RepoViewModel::copyToClipboard(const QString &url)
+{
+    m_platform.clipboard->setText(url);
+    alert(SelectionAlerts::linkCopied(url));
+    performHapticFeedback();
+}
+
+void RepoViewModel::openInSileo(const QString &url)
+{
+    if (Handoff::openAddress(*m_platform.urlOpener, Handoff::sileoSource(url)))
+        performHapticFeedback();
+}
+
+void RepoViewModel::openInZebra(const QString &url)
+{
+    if (Handoff::openAddress(*m_platform.urlOpener, Handoff::zebraSource(url)))
+        performHapticFeedback();
+}
+
+void RepoViewModel::openCydia(const QString &url)
+{
+    if (Handoff::openAddress(*m_platform.urlOpener, Handoff::cydiaSource(url)))
+        performHapticFeedback();
+}
+
+void RepoViewModel::openPackageInSileo(const QString &packageID)
+{
+    if (packageID.isEmpty())
+        return;
+    if (Handoff::openAddress(*m_platform.urlOpener, Handoff::sileoPackage(packageID)))
+        performHapticFeedback();
+    else
+        alert(Handoff::packageOpenFailed);
+}
+
+void RepoViewModel::performHapticFeedback()
+{
+    Q_EMIT feedback();
+}
+
+void RepoViewModel::addNewSource(const QString &link)
+{
+    const SourceEdit edit = ::addSource(m_sources, link);
+    if (edit.sources) {
+        setSources(*edit.sources);
+        setReloadView(!m_reloadView);
+    }
+    alert(edit.alert);
+}
+
+void RepoViewModel::deleteSource(const RepoSource &source)
+{
+    const SourceEdit edit = ::deleteSource(m_sources, source);
+    if (edit.sources) {
+        setSources(*edit.sources);
+        // Only in memory: the stored favourites keep the link until they are next saved.
+        QSet<QString> favorites = m_favoriteSourceLinks;
+        favorites.remove(source.link);
+        setFavoriteSourceLinks(favorites);
+    }
+    if (!edit.alert.isEmpty())
+        alert(edit.alert);
+}
+
+QVariant RepoViewModel::sourceForLink(const QString &link) const
+{
+    for (const RepoSource &source : m_sources) {
+        if (source.link == link)
+            return QVariant::fromValue(source);
+    }
+    return {};
+}
+
+void RepoViewModel::loadSources()
+{
+    setSources(SourceStore(*m_platform.settings).loadSources(::defaultSources()));
+}
+
+void RepoViewModel::saveSources()
+{
+    SourceStore(*m_platform.settings).saveSources(m_sources);
+}
+
+void RepoViewModel::alert(const QString &message)
+{
+    setAlertMessage(message);
+    setShowAlert(true);
+}
+
+void RepoViewModel::refreshSourceViews()
+{
+    m_sourceModel->update(filteredSources(), m_favoriteSourceLinks, m_selectedSources);
+    Q_EMIT filteredSourcesChanged();
+    Q_EMIT favoriteSourcesChanged();
+    const bool allSelected = isAllSelected();
+    if (allSelected != m_lastAllSelected) {
+        m_lastAllSelected = allSelected;
+        Q_EMIT isAllSelectedChanged();
+    }
+    Q_EMIT isCopyButtonEnabledChanged();
+}

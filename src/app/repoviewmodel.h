@@ -1,0 +1,211 @@
+// The one state object the screens bind to: every value they show and every action they call.
+// Main thread only; work elsewhere hands back values that are published here.
+#pragma once
+
+#include "app/platform.h"
+#include "index/packageinfo.h"
+#include "sources/reposource.h"
+#include "sources/sourcelistmodel.h"
+
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QStringList>
+#include <QVariant>
+
+#include <optional>
+
+using PackagesByLink = QHash<QString, PackageList>;
+
+class RepoViewModel : public QObject
+{
+    Q_OBJECT
+
+    Q_PROPERTY(int totalMatches READ totalMatches WRITE setTotalMatches NOTIFY totalMatchesChanged)
+    Q_PROPERTY(int maxResults READ maxResults WRITE setMaxResults NOTIFY maxResultsChanged)
+    Q_PROPERTY(PackagesByLink packagesByLink READ packagesByLink NOTIFY packagesByLinkChanged)
+    Q_PROPERTY(QSet<QString> loadingLinks READ loadingLinks NOTIFY loadingLinksChanged)
+    Q_PROPERTY(QSet<QString> installedPackages READ installedPackages NOTIFY installedPackagesChanged)
+    Q_PROPERTY(bool reloadView READ reloadView WRITE setReloadView NOTIFY reloadViewChanged)
+    Q_PROPERTY(QList<RepoSource> sources READ sources WRITE setSources NOTIFY sourcesChanged)
+    Q_PROPERTY(QString currentSourceLink READ currentSourceLink WRITE setCurrentSourceLink NOTIFY
+                   currentSourceLinkChanged)
+    Q_PROPERTY(QSet<QString> favoriteSourceLinks READ favoriteSourceLinks WRITE setFavoriteSourceLinks NOTIFY
+                   favoriteSourceLinksChanged)
+    Q_PROPERTY(QSet<QString> selectedSources READ selectedSources WRITE setSelectedSources NOTIFY
+                   selectedSourcesChanged)
+    Q_PROPERTY(SelectionMode selectedMode READ selectedMode WRITE setSelectedMode NOTIFY selectedModeChanged)
+    Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
+    Q_PROPERTY(bool showAlert READ showAlert WRITE setShowAlert NOTIFY showAlertChanged)
+    Q_PROPERTY(QString alertMessage READ alertMessage WRITE setAlertMessage NOTIFY alertMessageChanged)
+    Q_PROPERTY(PackageList packages READ packages NOTIFY packagesChanged)
+    Q_PROPERTY(PackageList allPackages READ allPackages NOTIFY allPackagesChanged)
+    Q_PROPERTY(PackageList filteredPackages READ filteredPackages NOTIFY filteredPackagesChanged)
+    // null (undefined in QML) means every architecture.
+    Q_PROPERTY(QVariant selectedArchitecture READ selectedArchitectureVariant WRITE
+                   setSelectedArchitectureVariant NOTIFY selectedArchitectureChanged)
+    Q_PROPERTY(bool isAddSourcePresented READ isAddSourcePresented WRITE setAddSourcePresented NOTIFY
+                   isAddSourcePresentedChanged)
+
+    Q_PROPERTY(QStringList availableArchitectures READ availableArchitectures CONSTANT)
+    Q_PROPERTY(QString sourcesKey READ sourcesKey CONSTANT)
+    Q_PROPERTY(QString favoriteSourcesKey READ favoriteSourcesKey CONSTANT)
+    Q_PROPERTY(QList<RepoSource> defaultSources READ defaultSources CONSTANT)
+
+    Q_PROPERTY(QList<RepoSource> filteredSources READ filteredSources NOTIFY filteredSourcesChanged)
+    Q_PROPERTY(QList<RepoSource> favoriteSources READ favoriteSources NOTIFY favoriteSourcesChanged)
+    Q_PROPERTY(bool isAllSelected READ isAllSelected NOTIFY isAllSelectedChanged)
+    Q_PROPERTY(bool isCopyButtonEnabled READ isCopyButtonEnabled NOTIFY isCopyButtonEnabledChanged)
+    // filteredSources as rows for the screens' lists.
+    Q_PROPERTY(SourceListModel *sourceModel READ sourceModel CONSTANT)
+
+public:
+    enum SelectionMode {
+        Favorites = 0,
+        AllSources = 1,
+        AllPackages = 2,
+    };
+    Q_ENUM(SelectionMode)
+
+    // Takes the platform from Platform::defaultPlatform(); this is how the main screen creates it.
+    explicit RepoViewModel(QObject *parent = nullptr);
+    explicit RepoViewModel(Platform platform, QObject *parent = nullptr);
+    ~RepoViewModel() override;
+
+    [[nodiscard]] static QList<SelectionMode> allSelectionModes();
+    [[nodiscard]] static std::optional<SelectionMode> selectionModeFromRaw(int raw);
+    Q_INVOKABLE [[nodiscard]] static QString description(RepoViewModel::SelectionMode mode);
+
+    [[nodiscard]] int totalMatches() const { return m_totalMatches; }
+    void setTotalMatches(int value);
+    [[nodiscard]] int maxResults() const { return m_maxResults; }
+    void setMaxResults(int value);
+    [[nodiscard]] const PackagesByLink &packagesByLink() const { return m_packagesByLink; }
+    [[nodiscard]] const QSet<QString> &loadingLinks() const { return m_loadingLinks; }
+    [[nodiscard]] const QSet<QString> &installedPackages() const { return m_installedPackages; }
+    [[nodiscard]] bool reloadView() const { return m_reloadView; }
+    void setReloadView(bool value);
+    [[nodiscard]] const QList<RepoSource> &sources() const { return m_sources; }
+    // Every change of the list is saved at once.
+    void setSources(const QList<RepoSource> &sources);
+    [[nodiscard]] QString currentSourceLink() const { return m_currentSourceLink; }
+    void setCurrentSourceLink(const QString &link);
+    [[nodiscard]] const QSet<QString> &favoriteSourceLinks() const { return m_favoriteSourceLinks; }
+    void setFavoriteSourceLinks(const QSet<QString> &links);
+    [[nodiscard]] const QSet<QString> &selectedSources() const { return m_selectedSources; }
+    void setSelectedSources(const QSet<QString> &links);
+    [[nodiscard]] SelectionMode selectedMode() const { return m_selectedMode; }
+    // Leaving "all packages" also drops the architecture filter, even when the mode stays the same.
+    void setSelectedMode(SelectionMode mode);
+    [[nodiscard]] QString searchText() const { return m_searchText; }
+    void setSearchText(const QString &text);
+    [[nodiscard]] bool showAlert() const { return m_showAlert; }
+    void setShowAlert(bool value);
+    [[nodiscard]] QString alertMessage() const { return m_alertMessage; }
+    void setAlertMessage(const QString &message);
+    [[nodiscard]] const PackageList &packages() const { return m_packages; }
+    [[nodiscard]] const PackageList &allPackages() const { return m_allPackages; }
+    [[nodiscard]] const PackageList &filteredPackages() const { return m_filteredPackages; }
+    [[nodiscard]] const std::optional<QString> &selectedArchitecture() const
+    {
+        return m_selectedArchitecture;
+    }
+    void setSelectedArchitecture(const std::optional<QString> &architecture);
+    [[nodiscard]] QVariant selectedArchitectureVariant() const;
+    void setSelectedArchitectureVariant(const QVariant &architecture);
+    [[nodiscard]] bool isAddSourcePresented() const { return m_isAddSourcePresented; }
+    void setAddSourcePresented(bool value);
+
+    [[nodiscard]] QStringList availableArchitectures() const;
+    [[nodiscard]] QString sourcesKey() const;
+    [[nodiscard]] QString favoriteSourcesKey() const;
+    [[nodiscard]] const QList<RepoSource> &defaultSources() const;
+
+    [[nodiscard]] QList<RepoSource> filteredSources() const;
+    [[nodiscard]] QList<RepoSource> favoriteSources() const;
+    [[nodiscard]] bool isAllSelected() const;
+    [[nodiscard]] bool isCopyButtonEnabled() const;
+    [[nodiscard]] SourceListModel *sourceModel() const { return m_sourceModel; }
+
+    // The packages loaded for one source; empty (and nothing created) when it has none.
+    [[nodiscard]] PackageList packages(const QString &link) const;
+
+    Q_INVOKABLE void toggleSelection(const RepoSource &source);
+    Q_INVOKABLE void selectAll();
+    Q_INVOKABLE void deselectAll();
+    Q_INVOKABLE void toggleFavorite(const RepoSource &source);
+    void loadFavorites();
+    void saveFavorites();
+    Q_INVOKABLE void copySelectedSources();
+    Q_INVOKABLE void copyToClipboard(const QString &url);
+
+    Q_INVOKABLE void openInSileo(const QString &url);
+    Q_INVOKABLE void openInZebra(const QString &url);
+    Q_INVOKABLE void openCydia(const QString &url);
+    // A null or empty identifier does nothing.
+    Q_INVOKABLE void openPackageInSileo(const QString &packageID);
+    Q_INVOKABLE void performHapticFeedback();
+
+    Q_INVOKABLE void addNewSource(const QString &link);
+    Q_INVOKABLE void deleteSource(const RepoSource &source);
+    // The record with exactly this link, for callers that only hold a link (rows, the command line).
+    Q_INVOKABLE [[nodiscard]] QVariant sourceForLink(const QString &link) const;
+
+Q_SIGNALS:
+    void totalMatchesChanged();
+    void maxResultsChanged();
+    void packagesByLinkChanged();
+    void loadingLinksChanged();
+    void installedPackagesChanged();
+    void reloadViewChanged();
+    void sourcesChanged();
+    void currentSourceLinkChanged();
+    void favoriteSourceLinksChanged();
+    void selectedSourcesChanged();
+    void selectedModeChanged();
+    void searchTextChanged();
+    void showAlertChanged();
+    void alertMessageChanged();
+    void packagesChanged();
+    void allPackagesChanged();
+    void filteredPackagesChanged();
+    void selectedArchitectureChanged();
+    void isAddSourcePresentedChanged();
+    void filteredSourcesChanged();
+    void favoriteSourcesChanged();
+    void isAllSelectedChanged();
+    void isCopyButtonEnabledChanged();
+    // A light tap of feedback for the user; the screens show it as a short pulse.
+    void feedback();
+
+private:
+    void loadSources();
+    void saveSources();
+    void alert(const QString &message);
+    void refreshSourceViews();
+
+    Platform m_platform;
+
+    int m_totalMatches = 0;
+    int m_maxResults = 400;
+    PackagesByLink m_packagesByLink;
+    QSet<QString> m_loadingLinks;
+    QSet<QString> m_installedPackages;
+    bool m_reloadView = false;
+    QList<RepoSource> m_sources;
+    QString m_currentSourceLink;
+    QSet<QString> m_favoriteSourceLinks;
+    QSet<QString> m_selectedSources;
+    SelectionMode m_selectedMode = AllSources;
+    QString m_searchText;
+    bool m_showAlert = false;
+    QString m_alertMessage;
+    PackageList m_packages;
+    PackageList m_allPackages;
+    PackageList m_filteredPackages;
+    std::optional<QString> m_selectedArchitecture;
+    bool m_isAddSourcePresented = false;
+
+    SourceListModel *m_sourceModel = nullptr;
+    bool m_lastAllSelected = false;
+};
