@@ -2,8 +2,23 @@
 // Main thread of the command-line process.
 #pragma once
 
+#include <QCommandLineParser>
 #include <QStringList>
 #include <QTextStream>
 
-// Returns the process exit status: 0 done, 1 refused or unusable arguments.
+// Returns the process exit status: 0 done, 1 refused, unusable arguments or a local I/O error.
 int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err);
+
+// What every command gets: the parsed options and its own positional arguments (after its name).
+struct CliContext {
+    const QCommandLineParser &parser;
+    QStringList args;
+    QTextStream &out;
+    QTextStream &err;
+
+    [[nodiscard]] bool isSet(const QString &option) const { return parser.isSet(option); }
+    [[nodiscard]] QString value(const QString &option) const { return parser.value(option); }
+};
+
+// One function per command, each in a file of its own.
+int sourcesCommand(const CliContext &context);

@@ -34,6 +34,7 @@ constexpr Row kRows[] = {
     {u"Cydiakk 中文源", "https://apt.cydiakk.com/", "cydiakk_icon"},
     {u"乌贼力量源", "https://lclrc.github.io/repo/", "lclrc"},
     {u"赵楠源", "https://invalidunit.github.io/repo/", "invalidunit"},
+
     {u"RootHide Releases", "https://github.com/roothide/roothide.github.io/releases/download/1900/",
      "roothide"},
     {u"Covrose Procursus", "https://kexnotes.github.io/covrose.roothide/procursus/", "apt_icon"},
@@ -91,6 +92,7 @@ constexpr Row kRows[] = {
     {u"Frida", "https://build.frida.re/", "frida_icon"},
     {u"HackYouriPhone", "https://repo.hackyouriphone.org/", "hackyouriphone_icon"},
     {u"AppCake", "https://cydia.iphonecake.com/", "appcake_icon"},
+
     {u"Zebra Beta", "https://getzbra.com/beta/", "ZebraBeta"},
     {u"Dhinak's Repo", "https://dhinakg.github.io/repo/", "dhinakg"},
     {u"khanhduytran0's Repo", "https://khanhduytran0.github.io/repo/", "khanhduytran0"},
