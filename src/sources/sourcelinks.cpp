@@ -51,7 +51,9 @@ QString capitalized(const QString &text)
 
 QString extractName(const QUrl &url)
 {
-    QString host = url.host();
+    // Qt shows international hosts in Unicode only for some top-level domains; a display name
+    // should always be readable.
+    QString host = QUrl::fromAce(url.host(QUrl::EncodeUnicode).toLatin1(), QUrl::IgnoreIDNWhitelist);
     if (host.isEmpty())
         return QStringLiteral("Unknown Source");
     host.remove(QStringLiteral("www."), Qt::CaseSensitive);

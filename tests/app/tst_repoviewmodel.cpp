@@ -1,0 +1,280 @@
+#include "app/repoviewmodel.h"
+#include "sources/defaultsources.h"
+#include "sources/sourceediting.h"
+#include "sources/sourceselection.h"
+#include "sources/sourcestore.h"
+
+#include "../testplatform.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+QList<RepoSource> storedSources(QSettings &settings)
+{
+    return decodeSourceList(settings.value(SourceStore::sourcesKey).toByteArray())
+        .value_or(QList<RepoSource>{});
+}
+
+QSet<QString> linksOf(const QList<RepoSource> &sources)
+{
+    QSet<QString> links;
+    for (const RepoSource &s : sources)
+        links.insert(s.link);
+    return links;
+}
+
+} // namespace
+
+class TestRepoViewModel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void freshObject()
+    {
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        QCOMPARE(model.maxResults(), 400);
+        QCOMPARE(model.totalMatches(), 0);
+        QCOMPARE(model.selectedMode(), RepoViewModel::AllSources);
+        QCOMPARE(model.selectedArchitecture(), std::nullopt);
+        QVERIFY(model.selectedArchitectureVariant().isNull());
+        QVERIFY(!model.showAlert());
+        QVERIFY(!model.isAddSourcePresented());
+        QVERIFY(model.packagesByLink().isEmpty() && model.allPackages().isEmpty() &&
+                model.filteredPackages().isEmpty());
+        QCOMPARE(model.availableArchitectures(),
+                 (QStringList{QStringLiteral("arm"), QStringLiteral("arm64"), QStringLiteral("arm64e")}));
+        QCOMPARE(model.sourcesKey(), QStringLiteral("sourcesKey_v2"));
+        QCOMPARE(model.favoriteSourcesKey(), QStringLiteral("favoriteSourceLinks"));
+        // Start-up writes the merged list back at once.
+        QCOMPARE(model.sources(), defaultSources());
+        QCOMPARE(storedSources(*t.settings), defaultSources());
+        QCOMPARE(model.sourceModel()->rowCount(), int(defaultSources().size()));
+
+        QVERIFY(model.packages(QStringLiteral("https://nothing.example/")).isEmpty());
+        QVERIFY(!model.packagesByLink().contains(QStringLiteral("https://nothing.example/")));
+    }
+
+    void selectionModes()
+    {
+        QCOMPARE(RepoViewModel::allSelectionModes(),
+                 (QList<RepoViewModel::SelectionMode>{RepoViewModel::Favorites, RepoViewModel::AllSources,
+                                                      RepoViewModel::AllPackages}));
+        QCOMPARE(RepoViewModel::description(RepoViewModel::Favorites).toUtf8(),
+                 QByteArray("Favorites \xE2\xAD\x90\xEF\xB8\x8F"));
+        QCOMPARE(RepoViewModel::description(RepoViewModel::Favorites).toUtf8().size(), 16);
+        QCOMPARE(RepoViewModel::description(RepoViewModel::AllSources), QStringLiteral("All Sources"));
+        QCOMPARE(RepoViewModel::description(RepoViewModel::AllPackages), QStringLiteral("All Packages"));
+        QCOMPARE(RepoViewModel::selectionModeFromRaw(2), std::optional(RepoViewModel::AllPackages));
+        QCOMPARE(RepoViewModel::selectionModeFromRaw(3), std::nullopt);
+        QCOMPARE(RepoViewModel::selectionModeFromRaw(-1), std::nullopt);
+    }
+
+    void leavingAllPackagesClearsTheArchitecture_data()
+    {
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("to");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("to all sources")
+            << int(RepoViewModel::AllPackages) << int(RepoViewModel::AllSources) << false;
+        QTest::newRow("to favourites")
+            << int(RepoViewModel::AllPackages) << int(RepoViewModel::Favorites) << false;
+        QTest::newRow("same value again")
+            << int(RepoViewModel::AllSources) << int(RepoViewModel::AllSources) << false;
+        QTest::newRow("to all packages")
+            << int(RepoViewModel::AllSources) << int(RepoViewModel::AllPackages) << true;
+    }
+    void leavingAllPackagesClearsTheArchitecture()
+    {
+        QFETCH(int, from);
+        QFETCH(int, to);
+        QFETCH(bool, kept);
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        model.setSelectedMode(RepoViewModel::SelectionMode(from));
+        model.setSelectedArchitecture(QStringLiteral("arm64"));
+        QSignalSpy spy(&model, &RepoViewModel::selectedArchitectureChanged);
+        model.setSelectedMode(RepoViewModel::SelectionMode(to));
+        QCOMPARE(model.selectedArchitecture().has_value(), kept);
+        QCOMPARE(spy.count(), kept ? 0 : 1);
+    }
+
+    void setterNotifiesOnlyOnChange()
+    {
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        QSignalSpy text(&model, &RepoViewModel::searchTextChanged);
+        QSignalSpy filtered(&model, &RepoViewModel::filteredSourcesChanged);
+        model.setSearchText(QStringLiteral("x"));
+        model.setSearchText(QStringLiteral("x"));
+        QCOMPARE(text.count(), 1);
+        QCOMPARE(filtered.count(), 1);
+    }
+
+    void filteringAndSelection()
+    {
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        const QList<RepoSource> &all = model.sources();
+        const RepoSource a = all.at(10);
+        const RepoSource b = all.at(11);
+
+        // Favourites mode with no favourites: nothing shown, nothing "all selected".
+        model.setSelectedMode(RepoViewModel::Favorites);
+        QVERIFY(model.filteredSources().isEmpty());
+        QVERIFY(!model.isAllSelected());
+        model.toggleSelection(a);
+        model.selectAll();
+        QVERIFY(model.selectedSources().isEmpty());
+        QVERIFY(!model.isCopyButtonEnabled());
+
+        model.setSelectedMode(RepoViewModel::AllSources);
+        model.toggleSelection(a);
+        model.toggleSelection(b);
+        QCOMPARE(model.selectedSources(), (QSet<QString>{a.link, b.link}));
+        QVERIFY(model.isCopyButtonEnabled());
+
+        // Search only hides; the hidden tick stays but is not exported.
+        model.setSearchText(a.name.toUpper());
+        QVERIFY(model.filteredSources().contains(a));
+        QVERIFY(!model.filteredSources().contains(b));
+        model.copySelectedSources();
+        QCOMPARE(t.clipboard->texts.constLast(), a.link);
+        QCOMPARE(model.alertMessage(), SelectionAlerts::sourcesCopied(1));
+        QCOMPARE(model.selectedSources().size(), 2);
+
+        // Only counts are compared: two ticks against a one-row list is not "all" ...
+        QCOMPARE(model.isAllSelected(), model.filteredSources().size() == 2);
+        // ... and selectAll drops the hidden tick.
+        model.selectAll();
+        QCOMPARE(model.selectedSources(), linksOf(model.filteredSources()));
+        QVERIFY(model.isAllSelected());
+
+        model.setSearchText(QString());
+        model.selectAll();
+        model.copySelectedSources();
+        QCOMPARE(t.clipboard->texts.constLast().count(QLatin1Char('\n')), all.size() - 1);
+        QVERIFY(!t.clipboard->texts.constLast().endsWith(QLatin1Char('\n')));
+        model.deselectAll();
+        model.copySelectedSources();
+        QCOMPARE(t.clipboard->texts.constLast(), QString());
+        QCOMPARE(model.alertMessage(), SelectionAlerts::sourcesCopied(0));
+    }
+
+    void searchMatchesNamesNotLinks()
+    {
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        model.setSearchText(QStringLiteral("https://"));
+        QVERIFY(model.filteredSources().isEmpty());
+        // The invisible prefix is part of a name and can be searched for.
+        model.setSearchText(QStringLiteral("\u200F\u200B\u200F"));
+        QCOMPARE(model.filteredSources().size(), 3);
+        model.setSearchText(QStringLiteral(" "));
+        QVERIFY(model.filteredSources().size() < model.sources().size());
+    }
+
+    void favouritesPersistAndToggleBack()
+    {
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        const RepoSource source = model.sources().at(5);
+        QSignalSpy feedback(&model, &RepoViewModel::feedback);
+
+        model.toggleFavorite(source);
+        QCOMPARE(model.alertMessage(), SelectionAlerts::favoriteAdded(source.name));
+        QVERIFY(model.showAlert());
+        QCOMPARE(model.favoriteSources(), QList<RepoSource>{source});
+        t.reopen();
+        QCOMPARE(RepoViewModel(t.platform()).favoriteSourceLinks(), QSet<QString>{source.link});
+
+        model.setShowAlert(false);
+        model.toggleFavorite(source);
+        QCOMPARE(model.alertMessage(), SelectionAlerts::favoriteRemoved(source.name));
+        QVERIFY(model.showAlert());
+        QVERIFY(model.favoriteSourceLinks().isEmpty());
+        QCOMPARE(feedback.count(), 2);
+    }
+
+    void addingAndDeletingASource()
+    {
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        const QString link = QStringLiteral("https://www.new-repo.example/apt");
+        const bool reload = model.reloadView();
+
+        model.addNewSource(link);
+        QCOMPARE(model.alertMessage(), SourceAlerts::added);
+        QVERIFY(model.showAlert());
+        QCOMPARE(model.reloadView(), !reload);
+        const RepoSource added = model.sources().first();
+        QCOMPARE(added, (RepoSource{link, QStringLiteral("New-repo.example"), link,
+                                    QStringLiteral("Repos.png"), false}));
+        QCOMPARE(storedSources(*t.settings).first(), added);
+
+        model.addNewSource(link.toUpper());
+        QCOMPARE(model.alertMessage(), SourceAlerts::duplicate);
+        QCOMPARE(model.reloadView(), !reload);
+
+        // Deleting keeps the stored favourites until they are next saved.
+        model.toggleFavorite(added);
+        model.deleteSource(added);
+        QCOMPARE(model.alertMessage(), SourceAlerts::deleted(added.name));
+        QVERIFY(!model.sources().contains(added));
+        QVERIFY(!model.favoriteSourceLinks().contains(link));
+        QCOMPARE(storedSources(*t.settings), defaultSources());
+        QCOMPARE(t.settings->value(SourceStore::favoriteSourcesKey).toString(), link);
+
+        model.setAlertMessage(QString());
+        model.deleteSource(added);
+        QCOMPARE(model.alertMessage(), QString());
+
+        model.deleteSource(model.sources().first());
+        QCOMPARE(model.alertMessage(), SourceAlerts::cannotDeleteDefault);
+        QCOMPARE(model.sources(), defaultSources());
+    }
+
+    void userSourcesSurviveARestartInOrder()
+    {
+        TestPlatform t;
+        {
+            RepoViewModel model(t.platform());
+            model.addNewSource(QStringLiteral("https://first.example/"));
+            model.addNewSource(QStringLiteral("http://second.example/repo/"));
+        }
+        t.reopen();
+        RepoViewModel model(t.platform());
+        QCOMPARE(model.sources().size(), defaultSources().size() + 2);
+        QCOMPARE(model.sources().at(0).link, QStringLiteral("http://second.example/repo/"));
+        QCOMPARE(model.sources().at(1).link, QStringLiteral("https://first.example/"));
+    }
+
+    void sourceRowsTrackFavouritesAndTicks()
+    {
+        TestPlatform t;
+        RepoViewModel model(t.platform());
+        SourceListModel *rows = model.sourceModel();
+        QSignalSpy reset(rows, &QAbstractItemModel::modelReset);
+        QSignalSpy changed(rows, &QAbstractItemModel::dataChanged);
+        const RepoSource source = model.sources().at(3);
+
+        model.toggleSelection(source);
+        model.toggleFavorite(source);
+        QCOMPARE(reset.count(), 0);
+        QCOMPARE(changed.count(), 2);
+        const QModelIndex row = rows->index(3);
+        QVERIFY(rows->data(row, SourceListModel::IsSelectedRole).toBool());
+        QVERIFY(rows->data(row, SourceListModel::IsFavoriteRole).toBool());
+        QCOMPARE(rows->data(row, SourceListModel::LinkRole).toString(), source.link);
+
+        model.setSearchText(source.name);
+        QCOMPARE(reset.count(), 1);
+        QCOMPARE(rows->rowCount(), int(model.filteredSources().size()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRepoViewModel)
+#include "tst_repoviewmodel.moc"
