@@ -36,6 +36,8 @@ Item {
                 Label {
                     Layout.fillWidth: true
                     text: row.name
+                    // Some names start with a right-to-left mark; keep the column aligned anyway.
+                    horizontalAlignment: Text.AlignLeft
                     font.bold: true
                     elide: Text.ElideRight
                 }
