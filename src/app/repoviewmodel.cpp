@@ -11,12 +11,18 @@ RepoViewModel::RepoViewModel(QObject *parent)
 {}
 
 RepoViewModel::RepoViewModel(Platform platform, QObject *parent)
+    : RepoViewModel(std::move(platform), nullptr, parent)
+{}
+
+RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> searchTimer, QObject *parent)
     : QObject(parent)
     , m_platform(std::move(platform))
     , m_sourceModel(new SourceListModel(this))
+    , m_filteredPackagesModel(new PackageListModel(this))
 {
     loadSources();
     loadFavorites();
+    setupFilteredPackages(std::move(searchTimer));
 }
 
 RepoViewModel::~RepoViewModel() = default;
@@ -354,6 +360,31 @@ QVariant RepoViewModel::sourceForLink(const QString &link) const
             return QVariant::fromValue(source);
     }
     return {};
+}
+
+void RepoViewModel::setupFilteredPackages(std::unique_ptr<DebounceTimer> searchTimer)
+{
+    m_filterPipeline = new FilterPipeline(std::move(searchTimer), this);
+    m_filterPipeline->setArchitecture(m_selectedArchitecture);
+    m_filterPipeline->setPackagesMode(m_selectedMode == AllPackages);
+    m_filterPipeline->setPool(m_allPackages);
+    m_filterPipeline->setSearchText(m_searchText);
+    connect(this, &RepoViewModel::searchTextChanged, m_filterPipeline,
+            [this] { m_filterPipeline->setSearchText(m_searchText); });
+    connect(this, &RepoViewModel::selectedArchitectureChanged, m_filterPipeline,
+            [this] { m_filterPipeline->setArchitecture(m_selectedArchitecture); });
+    connect(this, &RepoViewModel::selectedModeChanged, m_filterPipeline,
+            [this] { m_filterPipeline->setPackagesMode(m_selectedMode == AllPackages); });
+    connect(this, &RepoViewModel::allPackagesChanged, m_filterPipeline,
+            [this] { m_filterPipeline->setPool(m_allPackages); });
+    connect(m_filterPipeline, &FilterPipeline::filtered, this, &RepoViewModel::setFilteredPackages);
+}
+
+void RepoViewModel::setFilteredPackages(const PackageSelection &packages)
+{
+    m_filteredPackages = packages;
+    m_filteredPackagesModel->setSelection(packages);
+    Q_EMIT filteredPackagesChanged();
 }
 
 void RepoViewModel::loadSources()

@@ -4,6 +4,9 @@
 
 #include "app/platform.h"
 #include "index/packageinfo.h"
+#include "search/filterpipeline.h"
+#include "search/packagelistmodel.h"
+#include "search/packagepool.h"
 #include "sources/reposource.h"
 #include "sources/sourcelistmodel.h"
 
@@ -39,8 +42,8 @@ class RepoViewModel : public QObject
     Q_PROPERTY(bool showAlert READ showAlert WRITE setShowAlert NOTIFY showAlertChanged)
     Q_PROPERTY(QString alertMessage READ alertMessage WRITE setAlertMessage NOTIFY alertMessageChanged)
     Q_PROPERTY(PackageList packages READ packages NOTIFY packagesChanged)
-    Q_PROPERTY(PackageList allPackages READ allPackages NOTIFY allPackagesChanged)
-    Q_PROPERTY(PackageList filteredPackages READ filteredPackages NOTIFY filteredPackagesChanged)
+    Q_PROPERTY(PackagePool allPackages READ allPackages NOTIFY allPackagesChanged)
+    Q_PROPERTY(PackageSelection filteredPackages READ filteredPackages NOTIFY filteredPackagesChanged)
     // null (undefined in QML) means every architecture.
     Q_PROPERTY(QVariant selectedArchitecture READ selectedArchitectureVariant WRITE
                    setSelectedArchitectureVariant NOTIFY selectedArchitectureChanged)
@@ -56,8 +59,9 @@ class RepoViewModel : public QObject
     Q_PROPERTY(QList<RepoSource> favoriteSources READ favoriteSources NOTIFY favoriteSourcesChanged)
     Q_PROPERTY(bool isAllSelected READ isAllSelected NOTIFY isAllSelectedChanged)
     Q_PROPERTY(bool isCopyButtonEnabled READ isCopyButtonEnabled NOTIFY isCopyButtonEnabledChanged)
-    // filteredSources as rows for the screens' lists.
+    // filteredSources and filteredPackages as rows for the screens' lists.
     Q_PROPERTY(SourceListModel *sourceModel READ sourceModel CONSTANT)
+    Q_PROPERTY(PackageListModel *filteredPackagesModel READ filteredPackagesModel CONSTANT)
 
 public:
     enum SelectionMode {
@@ -70,6 +74,8 @@ public:
     // Takes the platform from Platform::defaultPlatform(); this is how the main screen creates it.
     explicit RepoViewModel(QObject *parent = nullptr);
     explicit RepoViewModel(Platform platform, QObject *parent = nullptr);
+    // Tests pass a search-text timer they fire by hand.
+    RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> searchTimer, QObject *parent = nullptr);
     ~RepoViewModel() override;
 
     [[nodiscard]] static QList<SelectionMode> allSelectionModes();
@@ -104,8 +110,8 @@ public:
     [[nodiscard]] QString alertMessage() const { return m_alertMessage; }
     void setAlertMessage(const QString &message);
     [[nodiscard]] const PackageList &packages() const { return m_packages; }
-    [[nodiscard]] const PackageList &allPackages() const { return m_allPackages; }
-    [[nodiscard]] const PackageList &filteredPackages() const { return m_filteredPackages; }
+    [[nodiscard]] const PackagePool &allPackages() const { return m_allPackages; }
+    [[nodiscard]] const PackageSelection &filteredPackages() const { return m_filteredPackages; }
     [[nodiscard]] const std::optional<QString> &selectedArchitecture() const
     {
         return m_selectedArchitecture;
@@ -126,6 +132,7 @@ public:
     [[nodiscard]] bool isAllSelected() const;
     [[nodiscard]] bool isCopyButtonEnabled() const;
     [[nodiscard]] SourceListModel *sourceModel() const { return m_sourceModel; }
+    [[nodiscard]] PackageListModel *filteredPackagesModel() const { return m_filteredPackagesModel; }
 
     // The packages loaded for one source; empty (and nothing created) when it has none.
     [[nodiscard]] PackageList packages(const QString &link) const;
@@ -179,6 +186,8 @@ Q_SIGNALS:
     void feedback();
 
 private:
+    void setupFilteredPackages(std::unique_ptr<DebounceTimer> searchTimer);
+    void setFilteredPackages(const PackageSelection &packages);
     void loadSources();
     void saveSources();
     void alert(const QString &message);
@@ -201,11 +210,13 @@ private:
     bool m_showAlert = false;
     QString m_alertMessage;
     PackageList m_packages;
-    PackageList m_allPackages;
-    PackageList m_filteredPackages;
+    PackagePool m_allPackages;
+    PackageSelection m_filteredPackages;
     std::optional<QString> m_selectedArchitecture;
     bool m_isAddSourcePresented = false;
 
     SourceListModel *m_sourceModel = nullptr;
+    PackageListModel *m_filteredPackagesModel = nullptr;
+    FilterPipeline *m_filterPipeline = nullptr;
     bool m_lastAllSelected = false;
 };

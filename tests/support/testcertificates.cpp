@@ -1,0 +1,54 @@
+#include "testcertificates.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+
+namespace {
+
+bool openssl(const QString &workDir, const QStringList &args)
+{
+    QProcess process;
+    process.setWorkingDirectory(workDir);
+    process.start(QStringLiteral("openssl"), args);
+    return process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit &&
+           process.exitCode() == 0;
+}
+
+} // namespace
+
+TestCertificates::TestCertificates()
+{
+    const QString dir = m_dir.path();
+    const QString ec = QStringLiteral("ec");
+    QFile ext(m_dir.filePath(QStringLiteral("san.ext")));
+    if (!ext.open(QIODevice::WriteOnly))
+        return;
+    ext.write("subjectAltName=DNS:localhost,IP:127.0.0.1\nbasicConstraints=CA:FALSE\n");
+    ext.close();
+    m_valid =
+        openssl(dir,
+                {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), ec,
+                 QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"),
+                 QStringLiteral("-nodes"), QStringLiteral("-keyout"), QStringLiteral("ca.key"),
+                 QStringLiteral("-out"), QStringLiteral("ca.pem"), QStringLiteral("-days"),
+                 QStringLiteral("2"), QStringLiteral("-subj"), QStringLiteral("/CN=TallowPine Test CA")}) &&
+        openssl(dir,
+                {QStringLiteral("req"), QStringLiteral("-newkey"), ec, QStringLiteral("-pkeyopt"),
+                 QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes"),
+                 QStringLiteral("-keyout"), QStringLiteral("server.key"), QStringLiteral("-out"),
+                 QStringLiteral("server.csr"), QStringLiteral("-subj"), QStringLiteral("/CN=localhost")}) &&
+        openssl(dir, {QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
+                      QStringLiteral("server.csr"), QStringLiteral("-CA"), QStringLiteral("ca.pem"),
+                      QStringLiteral("-CAkey"), QStringLiteral("ca.key"), QStringLiteral("-CAcreateserial"),
+                      QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-extfile"),
+                      QStringLiteral("san.ext"), QStringLiteral("-out"), QStringLiteral("server.pem")});
+}
+
+void TestCertificates::trustInThisProcess() const
+{
+    QSslConfiguration config = QSslConfiguration::defaultConfiguration();
+    config.addCaCertificates(QSslCertificate::fromPath(caFile()));
+    QSslConfiguration::setDefaultConfiguration(config);
+}
