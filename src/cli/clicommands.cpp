@@ -13,6 +13,10 @@ const QString usage = QStringLiteral(
     "  sources [--json]       list the sources as the app loads them\n"
     "  sources add LINK       add a source\n"
     "  sources remove LINK    remove a source you added\n"
+    "  parse FILE [--source LINK] [--count | --json]\n"
+    "                         records of a Packages file (raw DEFLATE or text)\n"
+    "  installed [--root DIR] installed package identifiers, sorted, one a line\n"
+    "  lists [--root DIR] LINK  the package manager's list file that would serve LINK\n"
     "\n"
     "options shared by every command:\n"
     "  --settings FILE        use this INI file as the settings store\n");
@@ -23,6 +27,9 @@ const QHash<QString, Command> &commands()
 {
     static const QHash<QString, Command> table{
         {QStringLiteral("sources"), sourcesCommand},
+        {QStringLiteral("parse"), parseCommand},
+        {QStringLiteral("installed"), installedCommand},
+        {QStringLiteral("lists"), listsCommand},
     };
     return table;
 }

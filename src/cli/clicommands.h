@@ -22,3 +22,6 @@ struct CliContext {
 
 // One function per command, each in a file of its own.
 int sourcesCommand(const CliContext &context);
+int parseCommand(const CliContext &context);
+int installedCommand(const CliContext &context);
+int listsCommand(const CliContext &context);

@@ -2,40 +2,94 @@
 // An immutable value; safe to copy and share between threads.
 #pragma once
 
+#include "index/indextext.h"
+
+#include <QByteArrayView>
 #include <QList>
 #include <QMetaType>
 #include <QString>
+#include <QStringView>
 #include <QUuid>
 
+#include <array>
 #include <optional>
 
+// What a record made by the parser holds as its icon when its stanza has no "Icon" field.
+inline constexpr QStringView kDefaultIconURL = u"Resources/Tweaks.png";
+
+// A record is one pointer to a single shared block that holds its id, its source link (shared with
+// every record of the same source) and the UTF-16 text of its seven fields back to back. Building one
+// costs one allocation; copying one costs a reference count. The string getters copy the text out;
+// view() reads it in place for code that touches many records (search, sorting).
 class PackageInfo
 {
 public:
-    PackageInfo(std::optional<QString> package, std::optional<QString> name, std::optional<QString> version,
-                std::optional<QString> description, std::optional<QString> filename,
-                std::optional<QString> iconURL, std::optional<QString> architecture, QString sourceLink);
+    enum Field : quint8 {
+        Package,
+        Name,
+        Version,
+        Description,
+        Filename,
+        Icon,
+        Architecture,
+    };
+    static constexpr int FieldCount = 7;
 
-    [[nodiscard]] QUuid id() const { return m_id; }
-    [[nodiscard]] const std::optional<QString> &package() const { return m_package; }
-    [[nodiscard]] const std::optional<QString> &name() const { return m_name; }
-    [[nodiscard]] const std::optional<QString> &version() const { return m_version; }
-    [[nodiscard]] const std::optional<QString> &description() const { return m_description; }
-    [[nodiscard]] const std::optional<QString> &filename() const { return m_filename; }
-    [[nodiscard]] const std::optional<QString> &iconURL() const { return m_iconURL; }
-    [[nodiscard]] const std::optional<QString> &architecture() const { return m_architecture; }
-    [[nodiscard]] const QString &sourceLink() const { return m_sourceLink; }
+    // A field's value as it sits in an index: pieces in the index's encoding, joined by "\n" (a value
+    // with continuation lines has several). No pieces: the field is absent.
+    struct IndexField
+    {
+        const QByteArrayView *pieces = nullptr;
+        qsizetype count = 0;
+    };
+    using IndexFields = std::array<IndexField, FieldCount>;
+
+    // An empty record with a null id; what containers and QVariant need.
+    PackageInfo() = default;
+    PackageInfo(const std::optional<QString> &package, const std::optional<QString> &name,
+                const std::optional<QString> &version, const std::optional<QString> &description,
+                const std::optional<QString> &filename, const std::optional<QString> &iconURL,
+                const std::optional<QString> &architecture, const QString &sourceLink);
+    // The parser's way in: the fields are stored as given (the caller has already applied the icon default
+    // and the architecture rule); the pieces must be valid in the encoding. The total text of one record is
+    // limited to 4 Gi UTF-16 units, which the parser's input limit guarantees.
+    [[nodiscard]] static PackageInfo fromIndexFields(const IndexFields &fields, TextEncoding encoding,
+                                                     const QString &sourceLink);
+
+    PackageInfo(const PackageInfo &other) noexcept;
+    PackageInfo(PackageInfo &&other) noexcept
+        : m_block(std::exchange(other.m_block, nullptr))
+    {}
+    PackageInfo &operator=(const PackageInfo &other) noexcept;
+    PackageInfo &operator=(PackageInfo &&other) noexcept;
+    ~PackageInfo();
+
+    // Unique among all records made in this process, and random-looking across processes.
+    [[nodiscard]] QUuid id() const;
+    [[nodiscard]] std::optional<QString> package() const { return text(Package); }
+    [[nodiscard]] std::optional<QString> name() const { return text(Name); }
+    [[nodiscard]] std::optional<QString> version() const { return text(Version); }
+    [[nodiscard]] std::optional<QString> description() const { return text(Description); }
+    [[nodiscard]] std::optional<QString> filename() const { return text(Filename); }
+    [[nodiscard]] std::optional<QString> iconURL() const { return text(Icon); }
+    [[nodiscard]] std::optional<QString> architecture() const { return text(Architecture); }
+    [[nodiscard]] QString sourceLink() const;
+
+    // The field's text in place, valid while this record (or a copy of it) lives. An absent field gives
+    // no value; a present empty field gives an empty view.
+    [[nodiscard]] std::optional<QStringView> view(Field field) const;
+    [[nodiscard]] std::optional<QString> text(Field field) const;
+    [[nodiscard]] bool isNull() const { return m_block == nullptr; }
 
 private:
-    QUuid m_id = QUuid::createUuid();
-    std::optional<QString> m_package;
-    std::optional<QString> m_name;
-    std::optional<QString> m_version;
-    std::optional<QString> m_description;
-    std::optional<QString> m_filename;
-    std::optional<QString> m_iconURL;
-    std::optional<QString> m_architecture;
-    QString m_sourceLink;
+    struct Block;
+    explicit PackageInfo(Block *block)
+        : m_block(block)
+    {}
+    static void *allocate(qsizetype units);
+    static Block *construct(void *memory, const QString &sourceLink);
+
+    Block *m_block = nullptr;
 };
 
 using PackageList = QList<PackageInfo>;

@@ -1,0 +1,65 @@
+#include "cli/clicommands.h"
+
+#include "device/deviceroot.h"
+#include "device/installedpackages.h"
+#include "device/locallists.h"
+
+#include <QFileInfo>
+
+#include <optional>
+
+namespace {
+
+// Without --root the machine's own "/" is the device. A --root that is not a folder is a typo, not an
+// empty device, so it is refused instead of silently finding nothing.
+std::optional<DeviceRoot> deviceRoot(const CliContext &context)
+{
+    if (!context.isSet(QStringLiteral("root"))) {
+        return DeviceRoot();
+    }
+    const QString directory = context.value(QStringLiteral("root"));
+    if (!QFileInfo(directory).isDir()) {
+        context.err << "no such folder: " << directory << '\n';
+        return std::nullopt;
+    }
+    return DeviceRoot(directory);
+}
+
+} // namespace
+
+int installedCommand(const CliContext &context)
+{
+    if (!context.args.isEmpty()) {
+        context.err << "usage: tallowpine-cli installed [--root DIR]\n";
+        return 1;
+    }
+    const std::optional<DeviceRoot> root = deviceRoot(context);
+    if (!root) {
+        return 1;
+    }
+    // No status file (or one that is not text) is what the app treats as "nothing installed": no output.
+    const std::optional<QSet<QString>> installed = loadInstalledPackages(*root);
+    if (!installed || installed->isEmpty()) {
+        return 0;
+    }
+    QStringList identifiers(installed->cbegin(), installed->cend());
+    identifiers.sort();
+    context.out << identifiers.join(QLatin1Char('\n')) << '\n';
+    return 0;
+}
+
+int listsCommand(const CliContext &context)
+{
+    if (context.args.size() != 1) {
+        context.err << "usage: tallowpine-cli lists [--root DIR] LINK\n";
+        return 1;
+    }
+    const std::optional<DeviceRoot> root = deviceRoot(context);
+    if (!root) {
+        return 1;
+    }
+    if (const std::optional<QString> file = findLocalPackagesList(*root, context.args.first())) {
+        context.out << *file << '\n';
+    }
+    return 0;
+}

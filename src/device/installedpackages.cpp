@@ -1,0 +1,191 @@
+#include "device/installedpackages.h"
+
+#include "device/devicelog.h"
+#include "device/jailbreakroot.h"
+
+#include <QFile>
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view kPackageField = "Package:";
+constexpr std::string_view kStatusField = "Status:";
+constexpr std::string_view kInstallOk = "install ok";
+
+// One block at a time: the name is kept as a view into the input until the block ends, so only the
+// names that make it into the set are ever decoded.
+class BlockReader
+{
+public:
+    void line(std::string_view text)
+    {
+        if (text.empty()) {
+            flush();
+        } else if (text.starts_with(kPackageField)) {
+            // A new name also ends the block before it, even without a blank line in between; a Status
+            // line seen earlier in this block is therefore lost.
+            flush();
+            m_name = trimmed(text.substr(kPackageField.size()));
+            m_hasName = true;
+        } else if (text.starts_with(kStatusField)) {
+            if (text.substr(kStatusField.size()).find(kInstallOk) != std::string_view::npos) {
+                m_installed = true;
+            }
+        }
+    }
+
+    QSet<QString> finish()
+    {
+        flush();
+        return std::move(m_result);
+    }
+
+private:
+    static std::string_view trimmed(std::string_view text)
+    {
+        const auto blank = [](char c) { return c == ' ' || c == '\t'; };
+        while (!text.empty() && blank(text.front())) {
+            text.remove_prefix(1);
+        }
+        while (!text.empty() && blank(text.back())) {
+            text.remove_suffix(1);
+        }
+        return text;
+    }
+
+    void flush()
+    {
+        if (m_hasName && m_installed) {
+            m_result.insert(QString::fromUtf8(m_name.data(), qsizetype(m_name.size())));
+        }
+        m_hasName = false;
+        m_installed = false;
+    }
+
+    QSet<QString> m_result;
+    std::string_view m_name;
+    bool m_hasName = false;
+    bool m_installed = false;
+};
+
+// Status files practically always break lines at LF alone; knowing that up front lets every line end be
+// found with memchr. These are the other breaks, as bytes.
+bool hasOtherLineBreaks(std::string_view text)
+{
+    for (const char c : {'\r', '\v', '\f'}) {
+        if (std::memchr(text.data(), c, text.size()) != nullptr) {
+            return true;
+        }
+    }
+    for (const std::string_view sequence : {"\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {
+        if (text.find(sequence) != std::string_view::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void readLfLines(std::string_view text, BlockReader &reader)
+{
+    const char *pos = text.data();
+    const char *const end = pos + text.size();
+    while (pos < end) {
+        const auto *newline = static_cast<const char *>(std::memchr(pos, '\n', size_t(end - pos)));
+        const char *lineEnd = newline ? newline : end;
+        reader.line(std::string_view(pos, size_t(lineEnd - pos)));
+        pos = lineEnd + 1;
+    }
+    // A final break leaves no empty line behind; finish() flushes the last block either way.
+}
+
+// Length of the line break starting at text[i], or 0 when there is none. CR LF is one break.
+size_t breakLength(std::string_view text, size_t i)
+{
+    const auto at = [&](size_t k) { return k < text.size() ? static_cast<unsigned char>(text[k]) : 0u; };
+    switch (at(i)) {
+    case '\n':
+    case '\v':
+    case '\f':
+        return 1;
+    case '\r':
+        return at(i + 1) == '\n' ? 2 : 1;
+    case 0xC2:
+        return at(i + 1) == 0x85 ? 2 : 0;
+    case 0xE2:
+        return at(i + 1) == 0x80 && (at(i + 2) == 0xA8 || at(i + 2) == 0xA9) ? 3 : 0;
+    default:
+        return 0;
+    }
+}
+
+void readAnyLines(std::string_view text, BlockReader &reader)
+{
+    size_t start = 0;
+    size_t i = 0;
+    while (i < text.size()) {
+        const size_t length = breakLength(text, i);
+        if (length == 0) {
+            ++i;
+            continue;
+        }
+        reader.line(text.substr(start, i - start));
+        i += length;
+        start = i;
+    }
+    if (start < text.size()) {
+        reader.line(text.substr(start));
+    }
+}
+
+} // namespace
+
+QSet<QString> parseInstalledPackages(QByteArrayView status)
+{
+    const std::string_view text(status.data(), size_t(status.size()));
+    BlockReader reader;
+    if (hasOtherLineBreaks(text)) {
+        readAnyLines(text, reader);
+    } else {
+        readLfLines(text, reader);
+    }
+    return reader.finish();
+}
+
+std::optional<QSet<QString>> loadInstalledPackages(const DeviceRoot &root)
+{
+    const std::optional<QString> path = resolveDeviceFile(root, kDpkgStatusRelativePath);
+    if (!path) {
+        return std::nullopt;
+    }
+    QFile file(*path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return std::nullopt;
+    }
+    // Mapping the file skips copying megabytes into a fresh buffer, which costs more than the parse
+    // itself. dpkg replaces the database by renaming a new file over it, never by rewriting it in place, so
+    // the mapping cannot shrink under us. A file that cannot be mapped (empty, or not a regular file) is
+    // read instead.
+    QByteArray copy;
+    QByteArrayView bytes;
+    if (uchar *mapped = file.size() > 0 ? file.map(0, file.size()) : nullptr) {
+        bytes = QByteArrayView(mapped, file.size());
+    } else {
+        copy = file.readAll();
+        if (file.error() != QFileDevice::NoError) {
+            return std::nullopt;
+        }
+        bytes = copy;
+    }
+    if (!bytes.isValidUtf8()) {
+        qCDebug(lcDevice) << "status file is not UTF-8:" << *path;
+        return std::nullopt;
+    }
+    return parseInstalledPackages(bytes);
+}
+
+bool isPackageInstalled(const QSet<QString> &installed, const QString &identifier)
+{
+    return !identifier.isEmpty() && installed.contains(identifier);
+}

@@ -1,0 +1,81 @@
+#include "index/packagejson.h"
+
+namespace {
+
+void appendJsonString(QString &out, QStringView text)
+{
+    static constexpr char16_t hex[] = u"0123456789abcdef";
+    out += u'"';
+    qsizetype plain = 0; // start of the run of characters that need no escape
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text[i].unicode();
+        if (c >= 0x20 && c != u'"' && c != u'\\')
+            continue;
+        out += text.sliced(plain, i - plain);
+        plain = i + 1;
+        switch (c) {
+        case u'"':
+            out += u"\\\"";
+            break;
+        case u'\\':
+            out += u"\\\\";
+            break;
+        case u'\n':
+            out += u"\\n";
+            break;
+        case u'\r':
+            out += u"\\r";
+            break;
+        case u'\t':
+            out += u"\\t";
+            break;
+        default:
+            out += u"\\u00";
+            out += QChar(hex[c >> 4]);
+            out += QChar(hex[c & 0xF]);
+        }
+    }
+    out += text.sliced(plain);
+    out += u'"';
+}
+
+void appendMember(QString &out, QStringView key, const std::optional<QStringView> &value)
+{
+    out += u'"';
+    out += key;
+    out += u"\":";
+    if (value)
+        appendJsonString(out, *value);
+    else
+        out += u"null";
+}
+
+} // namespace
+
+void appendPackageJsonLine(QString &out, const PackageInfo &package)
+{
+    static constexpr std::array<std::pair<QStringView, PackageInfo::Field>, PackageInfo::FieldCount> keys{{
+        {u"package", PackageInfo::Package},
+        {u"name", PackageInfo::Name},
+        {u"version", PackageInfo::Version},
+        {u"description", PackageInfo::Description},
+        {u"filename", PackageInfo::Filename},
+        {u"icon", PackageInfo::Icon},
+        {u"architecture", PackageInfo::Architecture},
+    }};
+    out += u'{';
+    for (const auto &[key, field] : keys) {
+        appendMember(out, key, package.view(field));
+        out += u',';
+    }
+    const QString link = package.sourceLink();
+    appendMember(out, u"sourceLink", QStringView(link));
+    out += u"}\n";
+}
+
+QString packageJsonLine(const PackageInfo &package)
+{
+    QString line;
+    appendPackageJsonLine(line, package);
+    return line;
+}

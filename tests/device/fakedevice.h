@@ -1,0 +1,62 @@
+// A throw-away device file system in a temporary folder, built entry by entry with device paths.
+// Test thread only.
+#pragma once
+
+#include "device/deviceroot.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+class FakeDevice
+{
+public:
+    [[nodiscard]] DeviceRoot root() const { return DeviceRoot(m_dir.path()); }
+    [[nodiscard]] QString hostPath(const QString &devicePath) const { return root().hostPath(devicePath); }
+
+    bool addDir(const QString &devicePath) { return QDir().mkpath(hostPath(devicePath)); }
+
+    bool addFile(const QString &devicePath, const QByteArray &content = {})
+    {
+        const QString path = hostPath(devicePath);
+        if (!QDir().mkpath(QFileInfo(path).path())) {
+            return false;
+        }
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+    }
+
+    // A relative link stays inside the fake tree, as an absolute one would not.
+    bool addLink(const QString &devicePath, const QString &relativeTarget)
+    {
+        const QString path = hostPath(devicePath);
+        return QDir().mkpath(QFileInfo(path).path()) && QFile::link(relativeTarget, path);
+    }
+
+    // Rows of test data describe trees as "path" (a file), "path/" (a folder) or "path -> target" (a link).
+    bool build(const QStringList &entries)
+    {
+        for (const QString &entry : entries) {
+            const qsizetype arrow = entry.indexOf(QLatin1String(" -> "));
+            bool ok = false;
+            if (arrow >= 0) {
+                ok = addLink(entry.left(arrow), entry.mid(arrow + 4));
+            } else if (entry.endsWith(QLatin1Char('/'))) {
+                ok = addDir(entry);
+            } else {
+                ok = addFile(entry, QByteArrayLiteral("x"));
+            }
+            if (!ok) {
+                qWarning("could not create %s", qPrintable(entry));
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    QTemporaryDir m_dir;
+};
