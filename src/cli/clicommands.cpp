@@ -6,20 +6,20 @@
 
 namespace {
 
-const QString usage = QStringLiteral(
-    "usage: tallowpine-cli [options] <command>\n"
-    "\n"
-    "commands:\n"
-    "  sources [--json]       list the sources as the app loads them\n"
-    "  sources add LINK       add a source\n"
-    "  sources remove LINK    remove a source you added\n"
-    "  parse FILE [--source LINK] [--count | --json]\n"
-    "                         records of a Packages file (raw DEFLATE or text)\n"
-    "  installed [--root DIR] installed package identifiers, sorted, one a line\n"
-    "  lists [--root DIR] LINK  the package manager's list file that would serve LINK\n"
-    "\n"
-    "options shared by every command:\n"
-    "  --settings FILE        use this INI file as the settings store\n");
+const QString usage =
+    QStringLiteral("usage: tallowpine-cli [options] <command>\n"
+                   "\n"
+                   "commands:\n"
+                   "  sources [--json]       list the sources as the app loads them\n"
+                   "  sources add LINK       add a source\n"
+                   "  sources remove LINK    remove a source you added\n"
+                   "  parse FILE [--source LINK] [--count | --json]\n"
+                   "                         records of a Packages file (raw DEFLATE or text)\n"
+                   "  installed [--root DIR] installed package identifiers, sorted, one a line\n"
+                   "  lists [--root DIR] LINK  the package manager's list file that would serve LINK\n"
+                   "\n"
+                   "options shared by every command:\n"
+                   "  --settings FILE        use this INI file as the settings store\n");
 
 using Command = std::function<int(const CliContext &)>;
 
@@ -40,7 +40,8 @@ int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     QCommandLineParser parser;
     const auto valued = [](const char *name, const char *help, const char *value) {
-        return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help), QString::fromLatin1(value));
+        return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help),
+                                  QString::fromLatin1(value));
     };
     const auto flag = [](const char *name, const char *help) {
         return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help));

@@ -10,7 +10,8 @@
 int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err);
 
 // What every command gets: the parsed options and its own positional arguments (after its name).
-struct CliContext {
+struct CliContext
+{
     const QCommandLineParser &parser;
     QStringList args;
     QTextStream &out;

@@ -11,7 +11,8 @@
 
 namespace {
 
-struct Run {
+struct Run
+{
     int status = -1;
     QString out;
     QString err;
@@ -35,7 +36,8 @@ class TestCli : public QObject
         if (!process.waitForFinished(20000))
             return {};
         return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+                QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
     }
 
 private Q_SLOTS:
@@ -63,9 +65,11 @@ private Q_SLOTS:
         QCOMPARE(run.out.trimmed(), SourceAlerts::added);
 
         run = cli({QStringLiteral("sources")});
-        QCOMPARE(run.out.section(QLatin1Char('\n'), 0, 0), QStringLiteral("Cli.example\t") + link + QStringLiteral("\tuser"));
+        QCOMPARE(run.out.section(QLatin1Char('\n'), 0, 0),
+                 QStringLiteral("Cli.example\t") + link + QStringLiteral("\tuser"));
 
-        const struct {
+        const struct
+        {
             QStringList args;
             QString err;
         } refusals[] = {
@@ -99,7 +103,8 @@ private Q_SLOTS:
         QCOMPARE(run.status, 0);
         QCOMPARE(run.out.count(QLatin1Char('\n')), defaultSources().size());
         QSettings settings(settingsFile(), QSettings::IniFormat);
-        QCOMPARE(settings.value(QStringLiteral("sourcesKey_v2.unreadable")).toByteArray(), QByteArray("{not json"));
+        QCOMPARE(settings.value(QStringLiteral("sourcesKey_v2.unreadable")).toByteArray(),
+                 QByteArray("{not json"));
     }
 
     void usageErrors_data()
@@ -109,7 +114,8 @@ private Q_SLOTS:
         QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")};
         QTest::newRow("unknown option") << QStringList{QStringLiteral("--nope"), QStringLiteral("sources")};
         QTest::newRow("add without link") << QStringList{QStringLiteral("sources"), QStringLiteral("add")};
-        QTest::newRow("unknown verb") << QStringList{QStringLiteral("sources"), QStringLiteral("rename"), QStringLiteral("x")};
+        QTest::newRow("unknown verb")
+            << QStringList{QStringLiteral("sources"), QStringLiteral("rename"), QStringLiteral("x")};
     }
     void usageErrors()
     {
