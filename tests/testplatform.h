@@ -41,5 +41,9 @@ struct TestPlatform
         settings->sync();
         settings = openStore();
     }
-    [[nodiscard]] Platform platform() const { return Platform{settings, clipboard, opener}; }
+    // Caches and device files stay inside the temporary folder; the device tree starts empty.
+    [[nodiscard]] Platform platform() const
+    {
+        return Platform{settings, clipboard, opener, dir.path(), DeviceRoot(dir.filePath(QStringLiteral("device"))), {}};
+    }
 };

@@ -1,9 +1,12 @@
-// The outside world as the state object reaches it: settings store, clipboard, URL opening.
+// The outside world as the state object reaches it: settings store, clipboard, URL opening,
+// cache folder, device root and network time-outs.
 // Built on the main thread; tests hand in recorders and a settings file of their own.
 #pragma once
 
+#include "device/deviceroot.h"
 #include "handoff/clipboard.h"
 #include "handoff/urlopener.h"
+#include "index/indexdownload.h"
 
 #include <QSettings>
 
@@ -14,6 +17,11 @@ struct Platform
     std::shared_ptr<QSettings> settings;
     std::shared_ptr<Clipboard> clipboard;
     std::shared_ptr<UrlOpener> urlOpener;
+    // The folder that holds the "RepoPackages" cache; empty means the app's own data folder.
+    QString dataDirectory;
+    // Where the device's files are; the real root unless a test or --root says otherwise.
+    DeviceRoot deviceRoot;
+    DownloadTimeouts timeouts;
 
     // What a state object made without arguments (the one the main screen creates) uses.
     // The app sets it before loading its screens; unset parts fall back to the user's settings

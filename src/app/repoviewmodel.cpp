@@ -1,10 +1,27 @@
 #include "app/repoviewmodel.h"
 
+#include "device/installedpackages.h"
 #include "handoff/handofflinks.h"
+#include "index/cachepaths.h"
 #include "sources/defaultsources.h"
 #include "sources/sourceediting.h"
 #include "sources/sourceselection.h"
 #include "sources/sourcestore.h"
+
+#include <QtConcurrent>
+
+#include <cstdio>
+
+namespace {
+
+LoadEnvironment loadEnvironment(const Platform &platform)
+{
+    const QString cacheRoot =
+        platform.dataDirectory.isEmpty() ? defaultCacheRoot() : cacheRootIn(platform.dataDirectory);
+    return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, nullptr};
+}
+
+} // namespace
 
 RepoViewModel::RepoViewModel(QObject *parent)
     : RepoViewModel(Platform::defaultPlatform(), parent)
@@ -19,10 +36,12 @@ RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> s
     , m_platform(std::move(platform))
     , m_sourceModel(new SourceListModel(this))
     , m_filteredPackagesModel(new PackageListModel(this))
+    , m_loader(new SourceLoader(loadEnvironment(m_platform), this))
 {
     loadSources();
     loadFavorites();
     setupFilteredPackages(std::move(searchTimer));
+    loadInstalledPackages();
 }
 
 RepoViewModel::~RepoViewModel() = default;
@@ -385,6 +404,122 @@ void RepoViewModel::setFilteredPackages(const PackageSelection &packages)
     m_filteredPackages = packages;
     m_filteredPackagesModel->setSelection(packages);
     Q_EMIT filteredPackagesChanged();
+}
+
+bool RepoViewModel::isPackageInstalled(const QString &identifier) const
+{
+    return ::isPackageInstalled(m_installedPackages, identifier);
+}
+
+void RepoViewModel::loadInstalledPackages()
+{
+    auto *watcher = new QFutureWatcher<std::optional<QSet<QString>>>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
+        if (const auto installed = watcher->result())
+            setInstalledPackages(*installed);
+        watcher->deleteLater();
+    });
+    watcher->setFuture(QtConcurrent::run([root = m_platform.deviceRoot] { return ::loadInstalledPackages(root); }));
+}
+
+void RepoViewModel::setInstalledPackages(const QSet<QString> &installed)
+{
+    if (m_installedPackages == installed)
+        return;
+    m_installedPackages = installed;
+    Q_EMIT installedPackagesChanged();
+}
+
+void RepoViewModel::loadPackages(const QString &link, bool force)
+{
+    loadPackages(link, force, [](const PackageList &) {});
+}
+
+void RepoViewModel::loadPackages(const QString &link, bool force,
+                                 std::function<void(const PackageList &)> completion)
+{
+    setCurrentSourceLink(link);
+    if (!force) {
+        const auto known = m_packagesByLink.constFind(link);
+        if (known != m_packagesByLink.cend()) {
+            // Even an empty list counts: a failed source is tried again only when forced.
+            const PackageList packages = *known;
+            m_packages = packages;
+            Q_EMIT packagesChanged();
+            completion(packages);
+            return;
+        }
+    }
+    setLoading(link, true);
+    m_loader->load(link, force, [this, link, completion = std::move(completion)](const LoadResult &result) {
+        publishPackages(link, result.packages);
+        completion(result.packages);
+    });
+}
+
+void RepoViewModel::publishPackages(const QString &link, const PackageList &packages)
+{
+    setLoading(link, false);
+    m_packagesByLink.insert(link, packages);
+    Q_EMIT packagesByLinkChanged();
+    // The user may have moved on to another source while this one loaded.
+    if (m_currentSourceLink == link) {
+        m_packages = packages;
+        Q_EMIT packagesChanged();
+    }
+}
+
+void RepoViewModel::setLoading(const QString &link, bool loading)
+{
+    const bool changed = loading ? !m_loadingLinks.contains(link) : m_loadingLinks.contains(link);
+    if (!changed)
+        return;
+    if (loading)
+        m_loadingLinks.insert(link);
+    else
+        m_loadingLinks.remove(link);
+    Q_EMIT loadingLinksChanged();
+}
+
+void RepoViewModel::loadAllPackages()
+{
+    loadAllPackages([] {});
+}
+
+void RepoViewModel::loadAllPackages(std::function<void()> completion)
+{
+    m_allPackages.clear();
+    Q_EMIT allPackagesChanged();
+
+    // Each run counts its own loads; a run started while another is in flight lets the older
+    // run's late results land in the new list, which is accepted.
+    auto remaining = std::make_shared<qsizetype>(m_sources.size());
+    const auto finish = [this, completion] {
+        std::fputs("تم تحميل جميع الحزم من جميع السورسات (محليًا).\n", stdout);
+        std::fflush(stdout);
+        completion();
+        Q_EMIT allPackagesLoaded();
+    };
+    if (*remaining == 0) {
+        QMetaObject::invokeMethod(this, finish, Qt::QueuedConnection);
+        return;
+    }
+    const QList<RepoSource> sources = m_sources;
+    for (const RepoSource &source : sources) {
+        loadPackages(source.link, false, [this, remaining, finish](const PackageList &packages) {
+            // Always through the event loop, even for an answer from memory, so every append
+            // happens after all loads have started.
+            QMetaObject::invokeMethod(
+                this,
+                [this, remaining, finish, packages] {
+                    m_allPackages.append(packages);
+                    Q_EMIT allPackagesChanged();
+                    if (--*remaining == 0)
+                        finish();
+                },
+                Qt::QueuedConnection);
+        });
+    }
 }
 
 void RepoViewModel::loadSources()

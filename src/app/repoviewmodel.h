@@ -3,6 +3,7 @@
 #pragma once
 
 #include "app/platform.h"
+#include "index/sourceloader.h"
 #include "index/packageinfo.h"
 #include "search/filterpipeline.h"
 #include "search/packagelistmodel.h"
@@ -137,6 +138,18 @@ public:
     // The packages loaded for one source; empty (and nothing created) when it has none.
     [[nodiscard]] PackageList packages(const QString &link) const;
 
+    // Exact, case-sensitive; an empty identifier is never installed.
+    Q_INVOKABLE [[nodiscard]] bool isPackageInstalled(const QString &identifier) const;
+
+    // One source's packages: from memory unless forced, else loaded in the background; the
+    // completion runs once on the main thread. Failures end in an empty list, never an error.
+    void loadPackages(const QString &link, bool force, std::function<void(const PackageList &)> completion);
+    Q_INVOKABLE void loadPackages(const QString &link, bool force = false);
+    // Every source at once; allPackages grows in the order the loads finish.
+    void loadAllPackages(std::function<void()> completion);
+    Q_INVOKABLE void loadAllPackages();
+    [[nodiscard]] const SourceLoader &loader() const { return *m_loader; }
+
     Q_INVOKABLE void toggleSelection(const RepoSource &source);
     Q_INVOKABLE void selectAll();
     Q_INVOKABLE void deselectAll();
@@ -182,11 +195,17 @@ Q_SIGNALS:
     void favoriteSourcesChanged();
     void isAllSelectedChanged();
     void isCopyButtonEnabledChanged();
+    // After each loadAllPackages() run, on the main thread.
+    void allPackagesLoaded();
     // A light tap of feedback for the user; the screens show it as a short pulse.
     void feedback();
 
 private:
     void setupFilteredPackages(std::unique_ptr<DebounceTimer> searchTimer);
+    void loadInstalledPackages();
+    void setInstalledPackages(const QSet<QString> &installed);
+    void publishPackages(const QString &link, const PackageList &packages);
+    void setLoading(const QString &link, bool loading);
     void setFilteredPackages(const PackageSelection &packages);
     void loadSources();
     void saveSources();
@@ -218,5 +237,6 @@ private:
     SourceListModel *m_sourceModel = nullptr;
     PackageListModel *m_filteredPackagesModel = nullptr;
     FilterPipeline *m_filterPipeline = nullptr;
+    SourceLoader *m_loader = nullptr;
     bool m_lastAllSelected = false;
 };

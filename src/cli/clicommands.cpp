@@ -17,9 +17,15 @@ const QString usage =
                    "                         records of a Packages file (raw DEFLATE or text)\n"
                    "  installed [--root DIR] installed package identifiers, sorted, one a line\n"
                    "  lists [--root DIR] LINK  the package manager's list file that would serve LINK\n"
+                   "  load [--json] [--force]  load every source as the app does; how each was served\n"
+                   "  search TEXT [--arch A] [--json]\n"
+                   "                         the packages the app's search keeps, after loading\n"
                    "\n"
                    "options shared by every command:\n"
-                   "  --settings FILE        use this INI file as the settings store\n");
+                   "  --settings FILE        use this INI file as the settings store\n"
+                   "  --data-dir DIR         keep the index cache (RepoPackages) in DIR\n"
+                   "  --root DIR             treat DIR as the device's root folder\n"
+                   "  --ca-file FILE         also trust the certificate authorities in FILE\n");
 
 using Command = std::function<int(const CliContext &)>;
 
@@ -30,6 +36,8 @@ const QHash<QString, Command> &commands()
         {QStringLiteral("parse"), parseCommand},
         {QStringLiteral("installed"), installedCommand},
         {QStringLiteral("lists"), listsCommand},
+        {QStringLiteral("load"), loadCommand},
+        {QStringLiteral("search"), searchCommand},
     };
     return table;
 }

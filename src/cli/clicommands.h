@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <optional>
+
 // Returns the process exit status: 0 done, 1 refused, unusable arguments or a local I/O error.
 int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err);
 
@@ -26,3 +28,10 @@ int sourcesCommand(const CliContext &context);
 int parseCommand(const CliContext &context);
 int installedCommand(const CliContext &context);
 int listsCommand(const CliContext &context);
+int loadCommand(const CliContext &context);
+int searchCommand(const CliContext &context);
+
+struct Platform;
+// The app's platform as the shared options (--settings, --data-dir, --root, --ca-file) set it up;
+// no value, after a message on stderr, when one of them cannot be used.
+[[nodiscard]] std::optional<Platform> cliPlatform(const CliContext &context);

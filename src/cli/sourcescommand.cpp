@@ -30,8 +30,10 @@ int report(const RepoViewModel &model, bool changed, const CliContext &context)
 
 int sourcesCommand(const CliContext &context)
 {
-    Platform platform = Platform::defaultPlatform();
-    platform.settings = openSettings(context.value(QStringLiteral("settings")));
+    const std::optional<Platform> configured = cliPlatform(context);
+    if (!configured)
+        return 1;
+    const Platform &platform = *configured;
     RepoViewModel model(platform);
 
     const QStringList &args = context.args;

@@ -1,0 +1,140 @@
+#include "cli/clicommands.h"
+
+#include "app/platform.h"
+#include "app/repoviewmodel.h"
+#include "search/packagefilter.h"
+#include "sources/sourcestore.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+
+namespace {
+
+// Loads every source as the app does, on this process's event loop. A forced run loads each source
+// again, skipping memory and validators, as the source screen's reload does.
+std::unique_ptr<RepoViewModel> loadAll(const Platform &platform, bool force)
+{
+    auto model = std::make_unique<RepoViewModel>(platform);
+    qsizetype pending = force ? model->sources().size() : 1;
+    if (force) {
+        for (const RepoSource &source : model->sources())
+            model->loadPackages(source.link, true, [&pending](const PackageList &) { --pending; });
+    } else {
+        model->loadAllPackages([&pending] { --pending; });
+    }
+    while (pending > 0)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return model;
+}
+
+QString jsonString(const QString &text)
+{
+    // QJsonDocument escapes exactly what JSON needs; strip the surrounding array.
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(array.mid(1, array.size() - 2));
+}
+
+} // namespace
+
+std::optional<Platform> cliPlatform(const CliContext &context)
+{
+    Platform platform = Platform::defaultPlatform();
+    platform.settings = openSettings(context.value(QStringLiteral("settings")));
+    if (context.isSet(QStringLiteral("data-dir"))) {
+        platform.dataDirectory = context.value(QStringLiteral("data-dir"));
+        if (!QDir().mkpath(platform.dataDirectory)) {
+            context.err << "cannot create the data folder " << platform.dataDirectory << '\n';
+            return std::nullopt;
+        }
+    }
+    if (context.isSet(QStringLiteral("root")))
+        platform.deviceRoot = DeviceRoot(context.value(QStringLiteral("root")));
+    if (context.isSet(QStringLiteral("ca-file"))) {
+        const QList<QSslCertificate> extra = QSslCertificate::fromPath(context.value(QStringLiteral("ca-file")));
+        if (extra.isEmpty()) {
+            context.err << "no certificate in " << context.value(QStringLiteral("ca-file")) << '\n';
+            return std::nullopt;
+        }
+        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+        tls.addCaCertificates(extra);
+        QSslConfiguration::setDefaultConfiguration(tls);
+    }
+    return platform;
+}
+
+int loadCommand(const CliContext &context)
+{
+    if (!context.args.isEmpty()) {
+        context.err << "usage: tallowpine-cli load [--json] [--force]\n";
+        return 1;
+    }
+    const std::optional<Platform> platform = cliPlatform(context);
+    if (!platform)
+        return 1;
+    const bool json = context.isSet(QStringLiteral("json"));
+    auto model = loadAll(*platform, context.isSet(QStringLiteral("force")));
+
+    qsizetype total = 0;
+    QHash<ServedFrom, qsizetype> bySource;
+    for (const RepoSource &source : model->sources()) {
+        const qsizetype count = model->packages(source.link).size();
+        const ServedFrom served = model->loader().lastServedFrom(source.link);
+        total += count;
+        ++bySource[served];
+        if (json) {
+            context.out << "{\"link\":" << jsonString(source.link) << ",\"served\":\"" << servedFromName(served)
+                        << "\",\"packages\":" << count << "}\n";
+        } else {
+            context.out << source.link << '\t' << servedFromName(served) << '\t' << count << '\n';
+        }
+    }
+    if (json) {
+        context.out << "{\"sources\":" << model->sources().size() << ",\"packages\":" << total << "}\n";
+    } else {
+        context.out << "total\t" << model->sources().size() << " sources\t" << total << " packages";
+        for (const ServedFrom served : {ServedFrom::Network, ServedFrom::NotModified, ServedFrom::Cache,
+                                        ServedFrom::Lists, ServedFrom::Nothing})
+            context.out << '\t' << servedFromName(served) << ' ' << bySource.value(served);
+        context.out << '\n';
+    }
+    return 0;
+}
+
+int searchCommand(const CliContext &context)
+{
+    if (context.args.size() != 1) {
+        context.err << "usage: tallowpine-cli search TEXT [--arch A] [--json]\n";
+        return 1;
+    }
+    const std::optional<Platform> platform = cliPlatform(context);
+    if (!platform)
+        return 1;
+    auto model = loadAll(*platform, false);
+    std::optional<QString> architecture;
+    if (context.isSet(QStringLiteral("arch")))
+        architecture = context.value(QStringLiteral("arch"));
+    // The same step the app runs for its "All Packages" list, over the same pool.
+    const PackageList found =
+        filterPackages(model->allPackages().toList(), PackageQuery{context.args.first().trimmed(), architecture, true});
+    const bool json = context.isSet(QStringLiteral("json"));
+    for (const PackageInfo &package : found) {
+        if (json) {
+            context.out << "{\"package\":" << (package.package() ? jsonString(*package.package()) : QStringLiteral("null"))
+                        << ",\"name\":" << (package.name() ? jsonString(*package.name()) : QStringLiteral("null"))
+                        << ",\"version\":" << (package.version() ? jsonString(*package.version()) : QStringLiteral("null"))
+                        << ",\"architecture\":"
+                        << (package.architecture() ? jsonString(*package.architecture()) : QStringLiteral("null"))
+                        << ",\"sourceLink\":" << jsonString(package.sourceLink()) << "}\n";
+        } else {
+            context.out << package.package().value_or(QString()) << '\t' << package.name().value_or(QString()) << '\t'
+                        << package.version().value_or(QString()) << '\t' << package.architecture().value_or(QString())
+                        << '\t' << package.sourceLink() << '\n';
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,245 @@
+#include "index/cachepaths.h"
+#include "index/indexdownload.h"
+#include "index/repometa.h"
+
+#include "compression.h"
+#include "faultserver.h"
+#include "nginxserver.h"
+#include "testcertificates.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+#include <QtConcurrent>
+
+namespace {
+
+QByteArray fixture(const QString &name)
+{
+    QFile file(QStringLiteral(TALLOWPINE_TEST_DATA "/") + name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+using Fault = FaultServer::Fault;
+using Route = FaultServer::Route;
+
+} // namespace
+
+class TestIndexDownload : public QObject
+{
+    Q_OBJECT
+
+    TestCertificates m_certificates;
+    QTemporaryDir m_www;
+    std::unique_ptr<NginxServer> m_nginx;
+    std::unique_ptr<FaultServer> m_faults;
+    std::unique_ptr<QTemporaryDir> m_data;
+    const QByteArray m_index = fixture(QStringLiteral("repo/Packages"));
+
+    [[nodiscard]] LoadEnvironment environment() const
+    {
+        // Short waits: the stalling routes must not cost 30 seconds each.
+        return LoadEnvironment{cacheRootIn(m_data->path()), DeviceRoot(m_data->filePath(QStringLiteral("device"))),
+                               DownloadTimeouts{400, 800}, nullptr};
+    }
+
+    [[nodiscard]] RepoPaths cacheOf(const QString &link) const { return localCandidates(environment().cacheRoot, link); }
+
+    // The fault server lives on this thread, so the load runs elsewhere while this one serves.
+    LoadResult load(const QString &link, bool force = false)
+    {
+        QFuture<LoadResult> future = QtConcurrent::run(loadSourceIndex, link, force, environment());
+        if (!QTest::qWaitFor([&] { return future.isFinished(); }, 30000))
+            return {};
+        return future.result();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_certificates.isValid());
+        m_certificates.trustInThisProcess();
+        writeFile(m_www.filePath(QStringLiteral("plain/Packages")), m_index);
+        writeFile(m_www.filePath(QStringLiteral("deflate/Packages.gz")), rawDeflate(m_index));
+        writeFile(m_www.filePath(QStringLiteral("gzip/Packages.gz")), gzipFramed(m_index));
+        writeFile(m_www.filePath(QStringLiteral("gzip/Packages")), m_index);
+        writeFile(m_www.filePath(QStringLiteral("lower/packages")), m_index);
+        m_nginx = std::make_unique<NginxServer>(m_www.path(), m_certificates);
+        QVERIFY2(m_nginx->isRunning(), qPrintable(m_nginx->errorLog()));
+        m_faults = std::make_unique<FaultServer>(m_certificates);
+        QVERIFY(m_faults->isListening());
+    }
+
+    void init() { m_data = std::make_unique<QTemporaryDir>(); }
+
+    void candidates()
+    {
+        QCOMPARE(indexCandidates(QStringLiteral(" https://r.example/apt\n")),
+                 (QList<QUrl>{QUrl(QStringLiteral("https://r.example/apt/Packages.gz")),
+                              QUrl(QStringLiteral("https://r.example/apt/Packages")),
+                              QUrl(QStringLiteral("https://r.example/apt/packages.gz")),
+                              QUrl(QStringLiteral("https://r.example/apt/packages"))}));
+        QVERIFY(indexCandidates(QStringLiteral("http://r.example/")).isEmpty());
+        QCOMPARE(indexCandidates(QStringLiteral("HTTPS://r.example")).size(), 4);
+    }
+
+    void nginxServesEachLayout_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("servedBy");
+        QTest::addColumn<bool>("keepsGz");
+        QTest::newRow("plain, after a 404 for the .gz") << "plain" << "Packages" << false;
+        QTest::newRow("raw DEFLATE .gz") << "deflate" << "Packages.gz" << true;
+        QTest::newRow("gzip-framed .gz is refused, plain wins") << "gzip" << "Packages" << true;
+        QTest::newRow("lower-case name") << "lower" << "packages" << false;
+    }
+    void nginxServesEachLayout()
+    {
+        QFETCH(QString, folder);
+        QFETCH(QString, servedBy);
+        QFETCH(bool, keepsGz);
+        const QString link = m_nginx->url(folder + QLatin1Char('/'));
+        const LoadResult first = load(link);
+        QCOMPARE(first.servedFrom, ServedFrom::Network);
+        QCOMPARE(first.packages.size(), 3);
+        QCOMPARE(first.packages.at(1).name(), std::optional(QStringLiteral("Beta ✨")));
+        QCOMPARE(first.packages.at(0).sourceLink(), link);
+
+        const RepoPaths paths = cacheOf(link);
+        const std::optional<RepoMeta> meta = readRepoMeta(paths.meta);
+        QVERIFY(meta);
+        QCOMPARE(meta->lastURL, std::optional(link + servedBy));
+        QVERIFY(meta->etag && meta->lastModified);
+        QVERIFY(QFileInfo::exists(paths.plain));
+        QCOMPARE(QFileInfo::exists(paths.gz), keepsGz);
+
+        // nginx answers the stored validators with 304 and the cache fills in.
+        const LoadResult second = load(link);
+        QCOMPARE(second.servedFrom, ServedFrom::NotModified);
+        QCOMPARE(second.packages.size(), 3);
+        QVERIFY(first.packages.at(0).id() != second.packages.at(0).id());
+
+        const LoadResult forced = load(link, true);
+        QCOMPARE(forced.servedFrom, ServedFrom::Network);
+    }
+
+    void validatorsGoWithEveryCandidateUnlessForced()
+    {
+        const QString link = m_faults->url(QStringLiteral("validators/"));
+        m_faults->setRoute("/validators/Packages", Route{200, m_index, {{"ETag", "\"v1\""}, {"Last-Modified", "Sun, 01 Nov 2026 10:00:00 GMT"}}});
+        QCOMPARE(load(link).servedFrom, ServedFrom::Network);
+
+        const qsizetype before = m_faults->requests().size();
+        m_faults->setRoute("/validators/Packages", Route{304, {}, {}});
+        QCOMPARE(load(link).servedFrom, ServedFrom::NotModified);
+        const auto conditional = m_faults->requests().mid(before);
+        QCOMPARE(conditional.size(), 2); // Packages.gz (404), then Packages (304)
+        for (const FaultServer::Request &request : conditional) {
+            QCOMPARE(request.headers.value("if-none-match"), QByteArray("\"v1\""));
+            QCOMPARE(request.headers.value("if-modified-since"), QByteArray("Sun, 01 Nov 2026 10:00:00 GMT"));
+        }
+
+        const qsizetype beforeForce = m_faults->requests().size();
+        (void)load(link, true);
+        for (const FaultServer::Request &request : m_faults->requests().mid(beforeForce)) {
+            QVERIFY(!request.headers.contains("if-none-match"));
+            QVERIFY(!request.headers.contains("if-modified-since"));
+        }
+    }
+
+    void faultsMoveOnToTheNextCandidate_data()
+    {
+        QTest::addColumn<Route>("gzRoute");
+        QTest::addColumn<int>("expected"); // packages from the "Packages" candidate
+        const QByteArray deflated = rawDeflate(m_index);
+        QTest::newRow("stall before headers") << Route{200, deflated, {}, Fault::StallBeforeHeaders} << 3;
+        QTest::newRow("stall mid-body") << Route{200, deflated, {}, Fault::StallMidBody} << 3;
+        QTest::newRow("connection reset") << Route{200, deflated, {}, Fault::Reset} << 3;
+        QTest::newRow("short body") << Route{200, deflated, {}, Fault::ShortBody} << 3;
+        QTest::newRow("server error") << Route{500, "oops", {}} << 3;
+        QTest::newRow("200 without a body") << Route{200, {}, {}} << 3;
+        QTest::newRow("gzip body behind .gz") << Route{200, gzipFramed(m_index), {}} << 3;
+        QTest::newRow("redirect to plain http is refused")
+            << Route{301, {}, {{"Location", "http://127.0.0.1:9/Packages.gz"}}} << 3;
+    }
+    void faultsMoveOnToTheNextCandidate()
+    {
+        QFETCH(Route, gzRoute);
+        QFETCH(int, expected);
+        const QByteArray folder = "/" + QByteArray(QTest::currentDataTag()).toPercentEncoding() + "/";
+        m_faults->setRoute(folder + "Packages.gz", gzRoute);
+        m_faults->setRoute(folder + "Packages", Route{200, m_index, {}});
+        const QString link = m_faults->url(QString::fromLatin1(folder.mid(1)));
+        const LoadResult result = load(link);
+        QCOMPARE(result.servedFrom, ServedFrom::Network);
+        QCOMPARE(result.packages.size(), expected);
+        QCOMPARE(readRepoMeta(cacheOf(link).meta)->lastURL, std::optional(link + QStringLiteral("Packages")));
+    }
+
+    void redirectsWithinHttpsAreFollowed()
+    {
+        m_faults->setRoute("/moved/Packages.gz", Route{301, {}, {{"Location", "/elsewhere/index"}}});
+        m_faults->setRoute("/elsewhere/index", Route{200, rawDeflate(m_index), {}});
+        const QString link = m_faults->url(QStringLiteral("moved/"));
+        const LoadResult result = load(link);
+        QCOMPARE(result.packages.size(), 3);
+        // The candidate is recorded, not where it led.
+        QCOMPARE(readRepoMeta(cacheOf(link).meta)->lastURL, std::optional(link + QStringLiteral("Packages.gz")));
+    }
+
+    void contentEncodingGzipCountsAsCompressed()
+    {
+        m_faults->setRoute("/encoded/Packages", Route{200, gzipFramed(m_index), {{"Content-Encoding", "gzip"}}});
+        const LoadResult result = load(m_faults->url(QStringLiteral("encoded/")));
+        // Whatever the transport did with the encoding, the body is taken for a compressed index,
+        // which the raw decoder cannot read; nothing else serves this source.
+        QCOMPARE(result.servedFrom, ServedFrom::Nothing);
+        QVERIFY(result.packages.isEmpty());
+    }
+
+    void withoutTheServerTheCacheThenTheListsAnswer()
+    {
+        // Plain http is never fetched: the fault server must see no request at all.
+        const QString link = QStringLiteral("http://127.0.0.1:%1/offline/").arg(QUrl(m_faults->url()).port());
+        const qsizetype before = m_faults->requests().size();
+        QCOMPARE(load(link).servedFrom, ServedFrom::Nothing);
+
+        // A package manager's list on a rootless device.
+        const QString lists = m_data->filePath(QStringLiteral("device/var/jb/var/lib/apt/lists/"));
+        writeFile(lists + QStringLiteral("127.0.0.1:%1_offline_._Packages").arg(QUrl(m_faults->url()).port()), m_index);
+        LoadResult result = load(link);
+        QCOMPARE(result.servedFrom, ServedFrom::Lists);
+        QCOMPARE(result.packages.size(), 3);
+        // ... which is now this source's cache too.
+        QDir(lists).removeRecursively();
+        result = load(link);
+        QCOMPARE(result.servedFrom, ServedFrom::Cache);
+        QCOMPARE(result.packages.size(), 3);
+        QCOMPARE(m_faults->requests().size(), before);
+    }
+
+    void compressedListsAndCacheAreInflated()
+    {
+        const QString link = QStringLiteral("http://lists.example/repo/");
+        const QString lists = m_data->filePath(QStringLiteral("device/var/jb/var/lib/apt/lists/"));
+        writeFile(lists + QStringLiteral("lists.example_repo_._Packages.gz"), rawDeflate(m_index));
+        QCOMPARE(load(link).servedFrom, ServedFrom::Lists);
+
+        const QString other = QStringLiteral("http://cache.example/");
+        writeFile(cacheOf(other).gz, rawDeflate(m_index));
+        const LoadResult cached = load(other);
+        QCOMPARE(cached.servedFrom, ServedFrom::Cache);
+        QCOMPARE(cached.packages.size(), 3);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestIndexDownload)
+#include "tst_indexdownload.moc"
