@@ -44,6 +44,8 @@ struct TestPlatform
     // Caches and device files stay inside the temporary folder; the device tree starts empty.
     [[nodiscard]] Platform platform() const
     {
-        return Platform{settings, clipboard, opener, dir.path(), DeviceRoot(dir.filePath(QStringLiteral("device"))), {}};
+        return Platform{
+            settings, clipboard,    opener, dir.path(), DeviceRoot(dir.filePath(QStringLiteral("device"))),
+            {},       std::nullopt, stdout};
     }
 };

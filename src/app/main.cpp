@@ -1,7 +1,7 @@
 // The desktop app: one window whose content is the main screen.
 // Main thread.
 #include "app/platform.h"
-#include "sources/sourcestore.h"
+#include "app/sharedoptions.h"
 #include "ui/guiplatform.h"
 
 #include <QCommandLineParser>
@@ -24,18 +24,18 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Browse the packages of many APT repositories at once."));
     parser.addHelpOption();
-    const QCommandLineOption settingsOption(QStringLiteral("settings"),
-                                            QStringLiteral("Use this INI file as the settings store."),
-                                            QStringLiteral("file"));
     const QCommandLineOption screenshotOption(QStringLiteral("screenshot"),
                                               QStringLiteral("Save the first frame to this PNG and quit."),
                                               QStringLiteral("file"));
-    parser.addOption(settingsOption);
+    addSharedOptions(parser);
     parser.addOption(screenshotOption);
     parser.process(app);
 
     Platform platform;
-    platform.settings = openSettings(parser.value(settingsOption));
+    if (const std::optional<QString> problem = applySharedOptions(parser, platform)) {
+        qCritical("%s", qPrintable(*problem));
+        return 1;
+    }
     platform.clipboard = std::make_shared<GuiClipboard>();
     platform.urlOpener = std::make_shared<DesktopUrlOpener>();
     Platform::setDefault(std::move(platform));

@@ -7,9 +7,11 @@
 #include "handoff/clipboard.h"
 #include "handoff/urlopener.h"
 #include "index/indexdownload.h"
+#include "sources/reposource.h"
 
 #include <QSettings>
 
+#include <cstdio>
 #include <memory>
 
 struct Platform
@@ -22,6 +24,11 @@ struct Platform
     // Where the device's files are; the real root unless a test or --root says otherwise.
     DeviceRoot deviceRoot;
     DownloadTimeouts timeouts;
+    // Replaces the built-in catalogue; lets tests run every operation against loopback sources only.
+    std::optional<QList<RepoSource>> catalogue;
+    // Where the app's diagnostic lines go: standard output, as the desktop app writes them; the
+    // command line keeps its own output clean by sending them to standard error.
+    std::FILE *diagnostics = stdout;
 
     // What a state object made without arguments (the one the main screen creates) uses.
     // The app sets it before loading its screens; unset parts fall back to the user's settings

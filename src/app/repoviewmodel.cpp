@@ -221,7 +221,7 @@ QString RepoViewModel::favoriteSourcesKey() const
 
 const QList<RepoSource> &RepoViewModel::defaultSources() const
 {
-    return ::defaultSources();
+    return m_platform.catalogue ? *m_platform.catalogue : ::defaultSources();
 }
 
 QList<RepoSource> RepoViewModel::filteredSources() const
@@ -419,7 +419,8 @@ void RepoViewModel::loadInstalledPackages()
             setInstalledPackages(*installed);
         watcher->deleteLater();
     });
-    watcher->setFuture(QtConcurrent::run([root = m_platform.deviceRoot] { return ::loadInstalledPackages(root); }));
+    watcher->setFuture(
+        QtConcurrent::run([root = m_platform.deviceRoot] { return ::loadInstalledPackages(root); }));
 }
 
 void RepoViewModel::setInstalledPackages(const QSet<QString> &installed)
@@ -495,8 +496,8 @@ void RepoViewModel::loadAllPackages(std::function<void()> completion)
     // run's late results land in the new list, which is accepted.
     auto remaining = std::make_shared<qsizetype>(m_sources.size());
     const auto finish = [this, completion] {
-        std::fputs("تم تحميل جميع الحزم من جميع السورسات (محليًا).\n", stdout);
-        std::fflush(stdout);
+        std::fputs("تم تحميل جميع الحزم من جميع السورسات (محليًا).\n", m_platform.diagnostics);
+        std::fflush(m_platform.diagnostics);
         completion();
         Q_EMIT allPackagesLoaded();
     };
@@ -524,7 +525,7 @@ void RepoViewModel::loadAllPackages(std::function<void()> completion)
 
 void RepoViewModel::loadSources()
 {
-    setSources(SourceStore(*m_platform.settings).loadSources(::defaultSources()));
+    setSources(SourceStore(*m_platform.settings).loadSources(defaultSources()));
 }
 
 void RepoViewModel::saveSources()

@@ -1,5 +1,7 @@
 #include "cli/clicommands.h"
 
+#include "app/sharedoptions.h"
+
 #include <QHash>
 
 #include <functional>
@@ -32,12 +34,9 @@ using Command = std::function<int(const CliContext &)>;
 const QHash<QString, Command> &commands()
 {
     static const QHash<QString, Command> table{
-        {QStringLiteral("sources"), sourcesCommand},
-        {QStringLiteral("parse"), parseCommand},
-        {QStringLiteral("installed"), installedCommand},
-        {QStringLiteral("lists"), listsCommand},
-        {QStringLiteral("load"), loadCommand},
-        {QStringLiteral("search"), searchCommand},
+        {QStringLiteral("sources"), sourcesCommand},     {QStringLiteral("parse"), parseCommand},
+        {QStringLiteral("installed"), installedCommand}, {QStringLiteral("lists"), listsCommand},
+        {QStringLiteral("load"), loadCommand},           {QStringLiteral("search"), searchCommand},
     };
     return table;
 }
@@ -54,11 +53,8 @@ int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err)
     const auto flag = [](const char *name, const char *help) {
         return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help));
     };
+    addSharedOptions(parser);
     parser.addOptions({
-        valued("settings", "INI settings file.", "file"),
-        valued("data-dir", "Folder that holds the index cache.", "dir"),
-        valued("root", "Device root folder.", "dir"),
-        valued("ca-file", "Extra certificate authority to trust.", "file"),
         valued("source", "Source link the records belong to.", "link"),
         valued("arch", "Architecture filter.", "arch"),
         flag("json", "Print JSON."),
@@ -82,4 +78,15 @@ int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err)
         return 1;
     }
     return (*command)(CliContext{parser, args, out, err});
+}
+
+std::optional<Platform> cliPlatform(const CliContext &context)
+{
+    Platform platform = Platform::defaultPlatform();
+    platform.diagnostics = stderr;
+    if (const std::optional<QString> problem = applySharedOptions(context.parser, platform)) {
+        context.err << *problem << '\n';
+        return std::nullopt;
+    }
+    return platform;
 }

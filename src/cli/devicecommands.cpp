@@ -1,28 +1,21 @@
 #include "cli/clicommands.h"
 
+#include "app/platform.h"
+
 #include "device/deviceroot.h"
 #include "device/installedpackages.h"
 #include "device/locallists.h"
-
-#include <QFileInfo>
 
 #include <optional>
 
 namespace {
 
-// Without --root the machine's own "/" is the device. A --root that is not a folder is a typo, not an
-// empty device, so it is refused instead of silently finding nothing.
+// Without --root the machine's own "/" is the device; a --root that is not a folder is refused
+// rather than read as an empty device.
 std::optional<DeviceRoot> deviceRoot(const CliContext &context)
 {
-    if (!context.isSet(QStringLiteral("root"))) {
-        return DeviceRoot();
-    }
-    const QString directory = context.value(QStringLiteral("root"));
-    if (!QFileInfo(directory).isDir()) {
-        context.err << "no such folder: " << directory << '\n';
-        return std::nullopt;
-    }
-    return DeviceRoot(directory);
+    const std::optional<Platform> platform = cliPlatform(context);
+    return platform ? std::optional(platform->deviceRoot) : std::nullopt;
 }
 
 } // namespace

@@ -3,15 +3,11 @@
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
 #include "search/packagefilter.h"
-#include "sources/sourcestore.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSslCertificate>
-#include <QSslConfiguration>
 
 namespace {
 
@@ -41,32 +37,6 @@ QString jsonString(const QString &text)
 
 } // namespace
 
-std::optional<Platform> cliPlatform(const CliContext &context)
-{
-    Platform platform = Platform::defaultPlatform();
-    platform.settings = openSettings(context.value(QStringLiteral("settings")));
-    if (context.isSet(QStringLiteral("data-dir"))) {
-        platform.dataDirectory = context.value(QStringLiteral("data-dir"));
-        if (!QDir().mkpath(platform.dataDirectory)) {
-            context.err << "cannot create the data folder " << platform.dataDirectory << '\n';
-            return std::nullopt;
-        }
-    }
-    if (context.isSet(QStringLiteral("root")))
-        platform.deviceRoot = DeviceRoot(context.value(QStringLiteral("root")));
-    if (context.isSet(QStringLiteral("ca-file"))) {
-        const QList<QSslCertificate> extra = QSslCertificate::fromPath(context.value(QStringLiteral("ca-file")));
-        if (extra.isEmpty()) {
-            context.err << "no certificate in " << context.value(QStringLiteral("ca-file")) << '\n';
-            return std::nullopt;
-        }
-        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-        tls.addCaCertificates(extra);
-        QSslConfiguration::setDefaultConfiguration(tls);
-    }
-    return platform;
-}
-
 int loadCommand(const CliContext &context)
 {
     if (!context.args.isEmpty()) {
@@ -87,8 +57,8 @@ int loadCommand(const CliContext &context)
         total += count;
         ++bySource[served];
         if (json) {
-            context.out << "{\"link\":" << jsonString(source.link) << ",\"served\":\"" << servedFromName(served)
-                        << "\",\"packages\":" << count << "}\n";
+            context.out << "{\"link\":" << jsonString(source.link) << ",\"served\":\""
+                        << servedFromName(served) << "\",\"packages\":" << count << "}\n";
         } else {
             context.out << source.link << '\t' << servedFromName(served) << '\t' << count << '\n';
         }
@@ -119,21 +89,25 @@ int searchCommand(const CliContext &context)
     if (context.isSet(QStringLiteral("arch")))
         architecture = context.value(QStringLiteral("arch"));
     // The same step the app runs for its "All Packages" list, over the same pool.
-    const PackageList found =
-        filterPackages(model->allPackages().toList(), PackageQuery{context.args.first().trimmed(), architecture, true});
+    const PackageList found = filterPackages(
+        model->allPackages().toList(), PackageQuery{context.args.first().trimmed(), architecture, true});
     const bool json = context.isSet(QStringLiteral("json"));
     for (const PackageInfo &package : found) {
         if (json) {
-            context.out << "{\"package\":" << (package.package() ? jsonString(*package.package()) : QStringLiteral("null"))
-                        << ",\"name\":" << (package.name() ? jsonString(*package.name()) : QStringLiteral("null"))
-                        << ",\"version\":" << (package.version() ? jsonString(*package.version()) : QStringLiteral("null"))
+            context.out << "{\"package\":"
+                        << (package.package() ? jsonString(*package.package()) : QStringLiteral("null"))
+                        << ",\"name\":"
+                        << (package.name() ? jsonString(*package.name()) : QStringLiteral("null"))
+                        << ",\"version\":"
+                        << (package.version() ? jsonString(*package.version()) : QStringLiteral("null"))
                         << ",\"architecture\":"
-                        << (package.architecture() ? jsonString(*package.architecture()) : QStringLiteral("null"))
+                        << (package.architecture() ? jsonString(*package.architecture())
+                                                   : QStringLiteral("null"))
                         << ",\"sourceLink\":" << jsonString(package.sourceLink()) << "}\n";
         } else {
-            context.out << package.package().value_or(QString()) << '\t' << package.name().value_or(QString()) << '\t'
-                        << package.version().value_or(QString()) << '\t' << package.architecture().value_or(QString())
-                        << '\t' << package.sourceLink() << '\n';
+            context.out << package.package().value_or(QString()) << '\t' << package.name().value_or(QString())
+                        << '\t' << package.version().value_or(QString()) << '\t'
+                        << package.architecture().value_or(QString()) << '\t' << package.sourceLink() << '\n';
         }
     }
     return 0;
