@@ -8,8 +8,6 @@
 #include "sources/sourceselection.h"
 #include "sources/sourcestore.h"
 
-#include <QtConcurrent>
-
 #include <cstdio>
 
 namespace {
@@ -37,6 +35,7 @@ RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> s
     , m_sourceModel(new SourceListModel(this))
     , m_filteredPackagesModel(new PackageListModel(this))
     , m_loader(new SourceLoader(loadEnvironment(m_platform), this))
+    , m_jobs(new BackgroundJobs(this))
 {
     loadSources();
     loadFavorites();
@@ -413,14 +412,14 @@ bool RepoViewModel::isPackageInstalled(const QString &identifier) const
 
 void RepoViewModel::loadInstalledPackages()
 {
-    auto *watcher = new QFutureWatcher<std::optional<QSet<QString>>>(this);
-    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
-        if (const auto installed = watcher->result())
-            setInstalledPackages(*installed);
-        watcher->deleteLater();
+    m_jobs->start([this, root = m_platform.deviceRoot] {
+        auto installed = std::make_shared<const std::optional<QSet<QString>>>(::loadInstalledPackages(root));
+        return [this, installed] {
+            // No status file means nothing is known, which is not the same as nothing installed.
+            if (*installed)
+                setInstalledPackages(**installed);
+        };
     });
-    watcher->setFuture(
-        QtConcurrent::run([root = m_platform.deviceRoot] { return ::loadInstalledPackages(root); }));
 }
 
 void RepoViewModel::setInstalledPackages(const QSet<QString> &installed)

@@ -3,8 +3,9 @@
 #pragma once
 
 #include "app/platform.h"
-#include "index/sourceloader.h"
+#include "common/backgroundjobs.h"
 #include "index/packageinfo.h"
+#include "index/sourceloader.h"
 #include "search/filterpipeline.h"
 #include "search/packagelistmodel.h"
 #include "search/packagepool.h"
@@ -238,5 +239,6 @@ private:
     PackageListModel *m_filteredPackagesModel = nullptr;
     FilterPipeline *m_filterPipeline = nullptr;
     SourceLoader *m_loader = nullptr;
+    BackgroundJobs *m_jobs = nullptr;
     bool m_lastAllSelected = false;
 };

@@ -1,35 +1,30 @@
 #include "index/sourceloader.h"
 
-#include <QPointer>
-
 SourceLoader::SourceLoader(LoadEnvironment environment, QObject *parent)
     : QObject(parent)
     , m_environment(std::move(environment))
+    , m_jobs(new BackgroundJobs(this))
 {
     m_environment.cancelled = m_cancelled;
-    // Loads mostly wait on the network; threads are cheap next to a source that cannot start.
-    m_pool.setMaxThreadCount(1024);
-    m_pool.setObjectName(QStringLiteral("tallowpine.load"));
 }
 
 SourceLoader::~SourceLoader()
 {
     *m_cancelled = true;
-    m_pool.waitForDone();
+    delete m_jobs;
 }
 
 void SourceLoader::load(const QString &link, bool force, std::function<void(const LoadResult &)> done)
 {
-    m_pool.start([this, link, force, done = std::move(done), environment = m_environment] {
-        LoadResult result = loadSourceIndex(link, force, environment);
-        // The destructor waits for this task, so `this` is alive here; a result still queued when
-        // the loader goes away is dropped with its pending events.
-        QMetaObject::invokeMethod(
-            this,
-            [this, link, done, result = std::move(result)] {
-                m_servedFrom.insert(link, result.servedFrom);
-                done(result);
-            },
-            Qt::QueuedConnection);
+    // `done` stays on this thread; only values travel to the worker and back.
+    const quint64 ticket = ++m_nextTicket;
+    m_pending.emplace(ticket, std::move(done));
+    m_jobs->start([this, ticket, link, force, environment = m_environment] {
+        auto result = std::make_shared<const LoadResult>(loadSourceIndex(link, force, environment));
+        return [this, ticket, link, result] {
+            m_servedFrom.insert(link, result->servedFrom);
+            const auto pending = m_pending.extract(ticket);
+            pending.mapped()(*result);
+        };
     });
 }

@@ -1,15 +1,16 @@
-// Runs source loads on a pool big enough for every source at once, so a load stuck on the network
-// never holds up another, and hands each result back on the main thread.
-// Lives on the main thread; the loads run on the pool's threads.
+// Runs each source load on a thread of its own, so every source loads at once and a load stuck on
+// the network never holds up another, and hands each result back on the main thread.
+// Lives on the main thread.
 #pragma once
 
+#include "common/backgroundjobs.h"
 #include "index/indexdownload.h"
 
 #include <QHash>
 #include <QObject>
-#include <QThreadPool>
 
 #include <functional>
+#include <unordered_map>
 
 class SourceLoader : public QObject
 {
@@ -34,5 +35,7 @@ private:
     LoadEnvironment m_environment;
     std::shared_ptr<std::atomic_bool> m_cancelled = std::make_shared<std::atomic_bool>(false);
     QHash<QString, ServedFrom> m_servedFrom;
-    QThreadPool m_pool;
+    std::unordered_map<quint64, std::function<void(const LoadResult &)>> m_pending;
+    quint64 m_nextTicket = 0;
+    BackgroundJobs *m_jobs = nullptr;
 };

@@ -4,15 +4,19 @@ FilterPipeline::FilterPipeline(std::unique_ptr<DebounceTimer> textTimer, QObject
     : QObject(parent)
     , m_textTimer(textTimer ? std::move(textTimer) : std::make_unique<QtDebounceTimer>(textPauseMilliseconds))
 {
-    m_worker.setMaxThreadCount(1);
-    m_worker.setObjectName(QStringLiteral("tallowpine.search"));
+    m_worker = std::thread([this] { work(); });
     // The search text starts out empty and, like any typing, counts once it has settled.
     setSearchText(QString());
 }
 
 FilterPipeline::~FilterPipeline()
 {
-    m_worker.waitForDone();
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stopping = true;
+    }
+    m_wake.notify_all();
+    m_worker.join();
 }
 
 void FilterPipeline::setSearchText(const QString &text)
@@ -49,20 +53,52 @@ void FilterPipeline::setPool(const PackagePool &pool)
 
 void FilterPipeline::waitForIdle()
 {
-    m_worker.waitForDone();
+    std::unique_lock lock(m_mutex);
+    m_wake.wait(lock, [this] { return m_jobs.empty() && !m_busy; });
 }
 
 void FilterPipeline::run()
 {
     if (!m_settledText)
         return;
-    const PackageQuery query{m_settledText->trimmed(), m_architecture, m_packagesMode};
-    // The destructor waits for this task, so `this` outlives it; a result still queued when the
-    // pipeline goes away is dropped with the pipeline's pending events.
-    m_worker.start([this, pool = m_pool, query, cache = m_cache] {
-        cache->keepOnly(pool);
-        PackageSelection result(pool, filterPackageRows(pool, query, *cache));
-        QMetaObject::invokeMethod(
-            this, [this, result = std::move(result)] { Q_EMIT filtered(result); }, Qt::QueuedConnection);
-    });
+    {
+        const std::lock_guard lock(m_mutex);
+        m_jobs.push_back(Job{m_pool, PackageQuery{m_settledText->trimmed(), m_architecture, m_packagesMode}});
+    }
+    m_wake.notify_all();
+}
+
+void FilterPipeline::work()
+{
+    // One worker, jobs in order: results can never overtake each other.
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_wake.wait(lock, [this] { return m_stopping || !m_jobs.empty(); });
+        if (m_stopping)
+            return;
+        Job job = std::move(m_jobs.front());
+        m_jobs.pop_front();
+        m_busy = true;
+        lock.unlock();
+
+        m_cache.keepOnly(job.pool);
+        PackageSelection result(job.pool, filterPackageRows(job.pool, job.query, m_cache));
+
+        lock.lock();
+        m_results.push_back(std::move(result));
+        m_busy = false;
+        m_wake.notify_all();
+        QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
+    }
+}
+
+void FilterPipeline::deliver()
+{
+    std::deque<PackageSelection> results;
+    {
+        const std::lock_guard lock(m_mutex);
+        results.swap(m_results);
+    }
+    for (const PackageSelection &result : results)
+        Q_EMIT filtered(result);
 }

@@ -7,10 +7,13 @@
 #include "search/packagefilter.h"
 
 #include <QObject>
-#include <QThreadPool>
 
+#include <condition_variable>
+#include <deque>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <thread>
 
 class FilterPipeline : public QObject
 {
@@ -27,15 +30,23 @@ public:
     void setPackagesMode(bool packagesMode);
     void setPool(const PackagePool &pool);
 
-    // Blocks until the worker is idle; for tests and orderly shutdown.
+    // Blocks until the worker has filtered everything asked of it; for tests.
     void waitForIdle();
 
 Q_SIGNALS:
     void filtered(const PackageSelection &selection);
 
 private:
+    struct Job
+    {
+        PackagePool pool;
+        PackageQuery query;
+    };
+
     void onTextSettled(const QString &text);
     void run();
+    void work();
+    Q_INVOKABLE void deliver();
 
     std::unique_ptr<DebounceTimer> m_textTimer;
     // Unset until the first pause in typing: nothing is filtered before every input is known.
@@ -43,8 +54,14 @@ private:
     std::optional<QString> m_architecture;
     bool m_packagesMode = false;
     PackagePool m_pool;
-    // Touched only by the worker; shared so a queued task keeps it alive.
-    std::shared_ptr<SearchIndexCache> m_cache = std::make_shared<SearchIndexCache>();
-    // Declared last so it is destroyed first: its destructor waits for the running task.
-    QThreadPool m_worker;
+
+    // Jobs in and results out go through our own lock, which ThreadSanitizer can follow.
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::deque<Job> m_jobs;                 // guarded by m_mutex
+    std::deque<PackageSelection> m_results; // guarded by m_mutex
+    bool m_busy = false;                    // guarded by m_mutex
+    bool m_stopping = false;                // guarded by m_mutex
+    SearchIndexCache m_cache;               // the worker's alone
+    std::thread m_worker;                   // started last, joined first
 };

@@ -20,6 +20,10 @@ bool openssl(const QString &workDir, const QStringList &args)
 
 TestCertificates::TestCertificates()
 {
+    if (!m_shared.isEmpty()) {
+        m_valid = QFile::exists(caFile()) && QFile::exists(certificateFile()) && QFile::exists(keyFile());
+        return;
+    }
     const QString dir = m_dir.path();
     const QString ec = QStringLiteral("ec");
     QFile ext(m_dir.filePath(QStringLiteral("san.ext")));
@@ -44,6 +48,11 @@ TestCertificates::TestCertificates()
                       QStringLiteral("-CAkey"), QStringLiteral("ca.key"), QStringLiteral("-CAcreateserial"),
                       QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-extfile"),
                       QStringLiteral("san.ext"), QStringLiteral("-out"), QStringLiteral("server.pem")});
+}
+
+QString TestCertificates::filePath(const QString &name) const
+{
+    return m_shared.isEmpty() ? m_dir.filePath(name) : m_shared + QLatin1Char('/') + name;
 }
 
 void TestCertificates::trustInThisProcess() const

@@ -11,15 +11,21 @@ public:
     TestCertificates();
 
     [[nodiscard]] bool isValid() const { return m_valid; }
-    [[nodiscard]] QString caFile() const { return m_dir.filePath(QStringLiteral("ca.pem")); }
-    [[nodiscard]] QString certificateFile() const { return m_dir.filePath(QStringLiteral("server.pem")); }
-    [[nodiscard]] QString keyFile() const { return m_dir.filePath(QStringLiteral("server.key")); }
+    [[nodiscard]] QString caFile() const { return filePath(QStringLiteral("ca.pem")); }
+    [[nodiscard]] QString certificateFile() const { return filePath(QStringLiteral("server.pem")); }
+    [[nodiscard]] QString keyFile() const { return filePath(QStringLiteral("server.key")); }
 
     // Adds the CA to the default TLS configuration, the way the app's --ca-file does; must run
     // before any network access manager exists.
     void trustInThisProcess() const;
 
 private:
+    [[nodiscard]] QString filePath(const QString &name) const;
+
+    // Made once per test run by a set-up step when TALLOWPINE_TEST_CERTS names its folder, so
+    // test processes need not fork (ThreadSanitizer loses track of a process that forks while
+    // threads run); otherwise made here.
+    QString m_shared = qEnvironmentVariable("TALLOWPINE_TEST_CERTS");
     QTemporaryDir m_dir;
     bool m_valid = false;
 };
