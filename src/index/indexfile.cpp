@@ -43,18 +43,40 @@ std::optional<QByteArray> readIndexFile(const QString &path, QString *error)
     return bytes;
 }
 
-std::optional<PackageList> loadIndexFile(const QString &path, const QString &sourceLink, QString *error)
+namespace {
+
+// Hands the index bytes of a file to `use`. A plain index is used straight from the page cache:
+// copying it into a fresh buffer first costs as much as parsing it (every page of the copy faults).
+template<typename Use>
+auto withIndexBytes(const QString &path, QString *error, Use use) -> std::optional<decltype(use(QByteArrayView()))>
 {
+    if (!path.endsWith(QLatin1String(".gz"), Qt::CaseInsensitive)) {
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly) && file.size() > 0 && file.size() <= kMaxIndexBytes) {
+            if (uchar *mapped = file.map(0, file.size())) {
+                const QByteArrayView bytes(reinterpret_cast<const char *>(mapped), file.size());
+                // Index text never starts a valid DEFLATE block; a bare stream under another name does.
+                InflateResult inflated = inflateRaw(bytes);
+                auto result = inflated.error ? use(bytes) : use(QByteArrayView(inflated.data));
+                file.unmap(mapped);
+                return result;
+            }
+        }
+    }
     const std::optional<QByteArray> bytes = readIndexFile(path, error);
     if (!bytes)
         return std::nullopt;
-    return parsePackagesData(*bytes, sourceLink);
+    return use(QByteArrayView(*bytes));
+}
+
+} // namespace
+
+std::optional<PackageList> loadIndexFile(const QString &path, const QString &sourceLink, QString *error)
+{
+    return withIndexBytes(path, error, [&](QByteArrayView bytes) { return parsePackagesData(bytes, sourceLink); });
 }
 
 std::optional<qsizetype> countIndexFile(const QString &path, QString *error)
 {
-    const std::optional<QByteArray> bytes = readIndexFile(path, error);
-    if (!bytes)
-        return std::nullopt;
-    return countPackages(decodeIndexBytes(*bytes));
+    return withIndexBytes(path, error, [](QByteArrayView bytes) { return countPackages(decodeIndexBytes(bytes)); });
 }
