@@ -2,12 +2,11 @@
 
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
+#include "common/jsontext.h"
+#include "index/packagejson.h"
 #include "search/packagefilter.h"
 
 #include <QCoreApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace {
 
@@ -30,9 +29,9 @@ std::unique_ptr<RepoViewModel> loadAll(const Platform &platform, bool force)
 
 QString jsonString(const QString &text)
 {
-    // QJsonDocument escapes exactly what JSON needs; strip the surrounding array.
-    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
-    return QString::fromUtf8(array.mid(1, array.size() - 2));
+    QString quoted;
+    appendJsonString(quoted, text);
+    return quoted;
 }
 
 } // namespace
@@ -94,16 +93,8 @@ int searchCommand(const CliContext &context)
     const bool json = context.isSet(QStringLiteral("json"));
     for (const PackageInfo &package : found) {
         if (json) {
-            context.out << "{\"package\":"
-                        << (package.package() ? jsonString(*package.package()) : QStringLiteral("null"))
-                        << ",\"name\":"
-                        << (package.name() ? jsonString(*package.name()) : QStringLiteral("null"))
-                        << ",\"version\":"
-                        << (package.version() ? jsonString(*package.version()) : QStringLiteral("null"))
-                        << ",\"architecture\":"
-                        << (package.architecture() ? jsonString(*package.architecture())
-                                                   : QStringLiteral("null"))
-                        << ",\"sourceLink\":" << jsonString(package.sourceLink()) << "}\n";
+            context.out << packageJsonLine(package, {PackageInfo::Package, PackageInfo::Name,
+                                                     PackageInfo::Version, PackageInfo::Architecture});
         } else {
             context.out << package.package().value_or(QString()) << '\t' << package.name().value_or(QString())
                         << '\t' << package.version().value_or(QString()) << '\t'

@@ -1,43 +1,8 @@
 #include "index/packagejson.h"
 
-namespace {
+#include "common/jsontext.h"
 
-void appendJsonString(QString &out, QStringView text)
-{
-    static constexpr char16_t hex[] = u"0123456789abcdef";
-    out += u'"';
-    qsizetype plain = 0; // start of the run of characters that need no escape
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char16_t c = text[i].unicode();
-        if (c >= 0x20 && c != u'"' && c != u'\\')
-            continue;
-        out += text.sliced(plain, i - plain);
-        plain = i + 1;
-        switch (c) {
-        case u'"':
-            out += u"\\\"";
-            break;
-        case u'\\':
-            out += u"\\\\";
-            break;
-        case u'\n':
-            out += u"\\n";
-            break;
-        case u'\r':
-            out += u"\\r";
-            break;
-        case u'\t':
-            out += u"\\t";
-            break;
-        default:
-            out += u"\\u00";
-            out += QChar(hex[c >> 4]);
-            out += QChar(hex[c & 0xF]);
-        }
-    }
-    out += text.sliced(plain);
-    out += u'"';
-}
+namespace {
 
 void appendMember(QString &out, QStringView key, const std::optional<QStringView> &value)
 {
@@ -52,20 +17,15 @@ void appendMember(QString &out, QStringView key, const std::optional<QStringView
 
 } // namespace
 
-void appendPackageJsonLine(QString &out, const PackageInfo &package)
+void appendPackageJsonLine(QString &out, const PackageInfo &package,
+                           std::initializer_list<PackageInfo::Field> fields)
 {
-    static constexpr std::array<std::pair<QStringView, PackageInfo::Field>, PackageInfo::FieldCount> keys{{
-        {u"package", PackageInfo::Package},
-        {u"name", PackageInfo::Name},
-        {u"version", PackageInfo::Version},
-        {u"description", PackageInfo::Description},
-        {u"filename", PackageInfo::Filename},
-        {u"icon", PackageInfo::Icon},
-        {u"architecture", PackageInfo::Architecture},
-    }};
+    static constexpr std::array<QStringView, PackageInfo::FieldCount> keys{
+        u"package", u"name", u"version", u"description", u"filename", u"icon", u"architecture",
+    };
     out += u'{';
-    for (const auto &[key, field] : keys) {
-        appendMember(out, key, package.view(field));
+    for (const PackageInfo::Field field : fields) {
+        appendMember(out, keys[size_t(field)], package.view(field));
         out += u',';
     }
     const QString link = package.sourceLink();
@@ -73,9 +33,9 @@ void appendPackageJsonLine(QString &out, const PackageInfo &package)
     out += u"}\n";
 }
 
-QString packageJsonLine(const PackageInfo &package)
+QString packageJsonLine(const PackageInfo &package, std::initializer_list<PackageInfo::Field> fields)
 {
     QString line;
-    appendPackageJsonLine(line, package);
+    appendPackageJsonLine(line, package, fields);
     return line;
 }

@@ -6,7 +6,16 @@
 
 #include <QString>
 
-// One object, keys in the order package, name, version, description, filename, icon, architecture,
-// sourceLink; an absent field is null. Ends with "\n".
-void appendPackageJsonLine(QString &out, const PackageInfo &package);
-[[nodiscard]] QString packageJsonLine(const PackageInfo &package);
+#include <initializer_list>
+
+inline constexpr std::initializer_list<PackageInfo::Field> kAllPackageFields{
+    PackageInfo::Package,  PackageInfo::Name, PackageInfo::Version,      PackageInfo::Description,
+    PackageInfo::Filename, PackageInfo::Icon, PackageInfo::Architecture,
+};
+
+// One object with the given fields in the given order, keys package, name, version, description,
+// filename, icon, architecture, then sourceLink; an absent field is null. Ends with "\n".
+void appendPackageJsonLine(QString &out, const PackageInfo &package,
+                           std::initializer_list<PackageInfo::Field> fields = kAllPackageFields);
+[[nodiscard]] QString packageJsonLine(const PackageInfo &package,
+                                      std::initializer_list<PackageInfo::Field> fields = kAllPackageFields);

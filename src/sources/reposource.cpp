@@ -1,89 +1,33 @@
 #include "sources/reposource.h"
 
+#include "common/jsontext.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 
-namespace {
-
-void appendJsonString(QByteArray &out, const QString &text)
-{
-    // Same escaping as QJsonDocument: only what JSON requires. Plain runs are converted whole so
-    // that surrogate pairs (emoji in names) stay together.
-    static constexpr char hex[] = "0123456789abcdef";
-    out += '"';
-    qsizetype runStart = 0;
-    const auto flushRun = [&](qsizetype end) {
-        if (end > runStart)
-            out += QStringView(text).sliced(runStart, end - runStart).toUtf8();
-    };
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char16_t u = text.at(i).unicode();
-        const char *escape = nullptr;
-        switch (u) {
-        case u'"':
-            escape = "\\\"";
-            break;
-        case u'\\':
-            escape = "\\\\";
-            break;
-        case u'\b':
-            escape = "\\b";
-            break;
-        case u'\f':
-            escape = "\\f";
-            break;
-        case u'\n':
-            escape = "\\n";
-            break;
-        case u'\r':
-            escape = "\\r";
-            break;
-        case u'\t':
-            escape = "\\t";
-            break;
-        default:
-            if (u >= 0x20)
-                continue;
-        }
-        flushRun(i);
-        runStart = i + 1;
-        if (escape) {
-            out += escape;
-        } else {
-            out += "\\u00";
-            out += hex[u >> 4];
-            out += hex[u & 0xF];
-        }
-    }
-    flushRun(text.size());
-    out += '"';
-}
-
-} // namespace
-
 QByteArray encodeSourceList(const QList<RepoSource> &sources)
 {
-    QByteArray out;
+    QString out;
     out.reserve(sources.size() * 160);
-    out += '[';
+    out += u'[';
     for (qsizetype i = 0; i < sources.size(); ++i) {
         const RepoSource &s = sources.at(i);
         if (i > 0)
-            out += ',';
-        out += "{\"id\":";
+            out += u',';
+        out += u"{\"id\":";
         appendJsonString(out, s.id);
-        out += ",\"name\":";
+        out += u",\"name\":";
         appendJsonString(out, s.name);
-        out += ",\"link\":";
+        out += u",\"link\":";
         appendJsonString(out, s.link);
-        out += ",\"imageName\":";
+        out += u",\"imageName\":";
         appendJsonString(out, s.imageName);
-        out += ",\"isDefault\":";
-        out += s.isDefault ? "true" : "false";
-        out += '}';
+        out += u",\"isDefault\":";
+        out += s.isDefault ? u"true" : u"false";
+        out += u'}';
     }
-    out += ']';
-    return out;
+    out += u']';
+    return out.toUtf8();
 }
 
 std::optional<RepoSource> decodeSource(const QJsonObject &object)
