@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct Run
@@ -25,13 +27,13 @@ class TestCli : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
-    [[nodiscard]] QString settingsFile() const { return m_dir.filePath(QStringLiteral("settings.ini")); }
+    [[nodiscard]] QString settingsFile() const { return m_dir.filePath(u"settings.ini"_s); }
 
     Run cli(QStringList args) const
     {
         QProcess process;
         args.prepend(settingsFile());
-        args.prepend(QStringLiteral("--settings"));
+        args.prepend(u"--settings"_s);
         process.start(QStringLiteral(TALLOWPINE_CLI), args);
         if (!process.waitForFinished(20000))
             return {};
@@ -45,50 +47,48 @@ private Q_SLOTS:
 
     void freshStoreListsTheCatalogue()
     {
-        const Run text = cli({QStringLiteral("sources")});
+        const Run text = cli({u"sources"_s});
         QCOMPARE(text.status, 0);
         const QStringList lines = text.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), defaultSources().size());
         const RepoSource &first = defaultSources().first();
-        QCOMPARE(lines.first(), first.name + QLatin1Char('\t') + first.link + QStringLiteral("\tdefault"));
+        QCOMPARE(lines.first(), first.name + QLatin1Char('\t') + first.link + u"\tdefault"_s);
 
-        const Run json = cli({QStringLiteral("sources"), QStringLiteral("--json")});
+        const Run json = cli({u"sources"_s, u"--json"_s});
         QCOMPARE(json.status, 0);
         QCOMPARE(decodeSourceList(json.out.toUtf8()), std::optional(defaultSources()));
     }
 
     void addAndRemoveGoThroughTheAppsRules()
     {
-        const QString link = QStringLiteral("https://cli.example/repo/");
-        Run run = cli({QStringLiteral("sources"), QStringLiteral("add"), link});
+        const QString link = u"https://cli.example/repo/"_s;
+        Run run = cli({u"sources"_s, u"add"_s, link});
         QCOMPARE(run.status, 0);
         QCOMPARE(run.out.trimmed(), SourceAlerts::added);
 
-        run = cli({QStringLiteral("sources")});
-        QCOMPARE(run.out.section(QLatin1Char('\n'), 0, 0),
-                 QStringLiteral("Cli.example\t") + link + QStringLiteral("\tuser"));
+        run = cli({u"sources"_s});
+        QCOMPARE(run.out.section(QLatin1Char('\n'), 0, 0), u"Cli.example\t"_s + link + u"\tuser"_s);
 
         const struct
         {
             QStringList args;
             QString err;
         } refusals[] = {
-            {{QStringLiteral("add"), link.toUpper()}, SourceAlerts::duplicate},
-            {{QStringLiteral("add"), QStringLiteral("not a link")}, SourceAlerts::invalidLink},
-            {{QStringLiteral("add"), QString()}, SourceAlerts::emptyLink},
-            {{QStringLiteral("remove"), defaultSources().first().link}, SourceAlerts::cannotDeleteDefault},
+            {{u"add"_s, link.toUpper()}, SourceAlerts::duplicate},
+            {{u"add"_s, QString()}, SourceAlerts::emptyLink}, // unlike a missing argument
+            {{u"remove"_s, defaultSources().first().link}, SourceAlerts::cannotDeleteDefault},
         };
         for (const auto &refusal : refusals) {
-            run = cli(QStringList{QStringLiteral("sources")} + refusal.args);
+            run = cli(QStringList{u"sources"_s} + refusal.args);
             QCOMPARE(run.status, 1);
             QCOMPARE(run.err.trimmed(), refusal.err);
             QVERIFY(run.out.isEmpty());
         }
 
-        run = cli({QStringLiteral("sources"), QStringLiteral("remove"), link});
+        run = cli({u"sources"_s, u"remove"_s, link});
         QCOMPARE(run.status, 0);
-        QCOMPARE(run.out.trimmed(), SourceAlerts::deleted(QStringLiteral("Cli.example")));
-        run = cli({QStringLiteral("sources"), QStringLiteral("remove"), link});
+        QCOMPARE(run.out.trimmed(), SourceAlerts::deleted(u"Cli.example"_s));
+        run = cli({u"sources"_s, u"remove"_s, link});
         QCOMPARE(run.status, 1);
         QVERIFY(run.err.contains(link));
     }
@@ -97,32 +97,30 @@ private Q_SLOTS:
     {
         {
             QSettings settings(settingsFile(), QSettings::IniFormat);
-            settings.setValue(QStringLiteral("sourcesKey_v2"), QByteArray("{not json"));
+            settings.setValue(u"sourcesKey_v2"_s, QByteArray("{not json"));
         }
-        const Run run = cli({QStringLiteral("sources")});
+        const Run run = cli({u"sources"_s});
         QCOMPARE(run.status, 0);
         QCOMPARE(run.out.count(QLatin1Char('\n')), defaultSources().size());
         QSettings settings(settingsFile(), QSettings::IniFormat);
-        QCOMPARE(settings.value(QStringLiteral("sourcesKey_v2.unreadable")).toByteArray(),
-                 QByteArray("{not json"));
+        QCOMPARE(settings.value(u"sourcesKey_v2.unreadable"_s).toByteArray(), QByteArray("{not json"));
     }
 
     void usageErrors_data()
     {
         QTest::addColumn<QStringList>("args");
         QTest::newRow("no command") << QStringList{};
-        QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")};
-        QTest::newRow("unknown option") << QStringList{QStringLiteral("--nope"), QStringLiteral("sources")};
-        QTest::newRow("add without link") << QStringList{QStringLiteral("sources"), QStringLiteral("add")};
-        QTest::newRow("unknown verb")
-            << QStringList{QStringLiteral("sources"), QStringLiteral("rename"), QStringLiteral("x")};
+        QTest::newRow("unknown command") << QStringList{u"frobnicate"_s};
+        QTest::newRow("unknown option") << QStringList{u"--nope"_s, u"sources"_s};
+        QTest::newRow("add without link") << QStringList{u"sources"_s, u"add"_s};
+        QTest::newRow("unknown verb") << QStringList{u"sources"_s, u"rename"_s, u"x"_s};
     }
     void usageErrors()
     {
         QFETCH(QStringList, args);
         const Run run = cli(args);
         QCOMPARE(run.status, 1);
-        QVERIFY(run.err.contains(QStringLiteral("usage")));
+        QVERIFY(run.err.contains(u"usage"_s));
     }
 };
 

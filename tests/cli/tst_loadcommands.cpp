@@ -1,6 +1,7 @@
 #include "app/platform.h"
 #include "cli/clicommands.h"
 
+#include "../testfiles.h"
 #include "compression.h"
 #include "nginxserver.h"
 #include "testcertificates.h"
@@ -20,14 +21,6 @@ struct Run
     QStringList lines;
     QString err;
 };
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
 
 } // namespace
 
@@ -73,11 +66,9 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(m_certificates.isValid());
-        QFile fixture(QStringLiteral(TALLOWPINE_TEST_DATA "/repo/Packages"));
-        QVERIFY(fixture.open(QIODevice::ReadOnly));
-        const QByteArray index = fixture.readAll();
-        writeFile(m_www.filePath(QStringLiteral("one/Packages")), index);
-        writeFile(m_www.filePath(QStringLiteral("two/Packages.gz")), rawDeflate(index));
+        const QByteArray index = readFile(testData(QStringLiteral("repo/Packages")));
+        QVERIFY(writeFile(m_www.filePath(QStringLiteral("one/Packages")), index));
+        QVERIFY(writeFile(m_www.filePath(QStringLiteral("two/Packages.gz")), rawDeflate(index)));
         QDir().mkpath(m_home.filePath(QStringLiteral("device")));
         m_nginx = std::make_unique<NginxServer>(m_www.path(), m_certificates);
         QVERIFY(m_nginx->isRunning());

@@ -2,12 +2,9 @@
 // Test thread only.
 #pragma once
 
+#include "../testfiles.h"
 #include "device/deviceroot.h"
 
-#include <QByteArray>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -21,12 +18,7 @@ public:
 
     bool addFile(const QString &devicePath, const QByteArray &content = {})
     {
-        const QString path = hostPath(devicePath);
-        if (!QDir().mkpath(QFileInfo(path).path())) {
-            return false;
-        }
-        QFile file(path);
-        return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+        return writeFile(hostPath(devicePath), content);
     }
 
     // A relative link stays inside the fake tree, as an absolute one would not.

@@ -5,17 +5,19 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString kAppGroup = QStringLiteral("/var/mobile/Containers/Shared/AppGroup");
-const QString kAppData = QStringLiteral("/var/mobile/Containers/Data/Application");
+const QString kAppGroup = u"/var/mobile/Containers/Shared/AppGroup"_s;
+const QString kAppData = u"/var/mobile/Containers/Data/Application"_s;
 const QStringList kFixedBases{"/.jbroot", "/private/.jbroot", "/var/jb", "/private/var/jb"};
 
 QStringList withPrivate(const QStringList &paths)
 {
     QStringList result;
     for (const QString &path : paths) {
-        result << path << QStringLiteral("/private") + path;
+        result << path << u"/private"_s + path;
     }
     return result;
 }
@@ -27,149 +29,136 @@ class TestJailbreakRoot : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void basesFrom_data();
-    void basesFrom();
-    void candidates_data();
-    void candidates();
-    void discoveredBases_data();
-    void discoveredBases();
-    void firstExisting_data();
-    void firstExisting();
-    void resolveAnswersHostPaths();
-    void displayPath_data();
-    void displayPath();
+    void basesFrom_data()
+    {
+        QTest::addColumn<QStringList>("discovered");
+        QTest::addColumn<QStringList>("expected");
+
+        const QString x = kAppGroup + "/.jbroot-X";
+        const QString y = kAppData + "/.jbroot-Y";
+        QTest::newRow("nothing found") << QStringList() << kFixedBases;
+        QTest::newRow("found ones follow, in order")
+            << QStringList{y, x} << kFixedBases + withPrivate({y, x});
+        QTest::newRow("private base has no second form")
+            << QStringList{"/private/z"} << kFixedBases + QStringList{"/private/z"};
+        QTest::newRow("duplicates dropped") << QStringList{"/var/jb", x, x} << kFixedBases + withPrivate({x});
+    }
+
+    void basesFrom()
+    {
+        QFETCH(QStringList, discovered);
+        QTEST(rhBasesFrom(discovered), "expected");
+    }
+
+    void candidates_data()
+    {
+        QTest::addColumn<QStringList>("bases");
+        QTest::addColumn<QString>("relative");
+        QTest::addColumn<QStringList>("expected");
+
+        QTest::newRow("status without RootHide")
+            << kFixedBases << u"var/lib/dpkg/status"_s
+            << withPrivate(
+                   {"/.jbroot/var/lib/dpkg/status", "/var/jb/var/lib/dpkg/status", "/var/lib/dpkg/status"});
+        QTest::newRow("leading slash doubles")
+            << QStringList{"/var/jb"} << u"/x"_s << withPrivate({"/var/jb//x", "//x"});
+        QTest::newRow("private path also yields its plain form, trailing slash joins")
+            << QStringList{"/private/z", "/a/"} << u"x"_s
+            << QStringList{"/private/z/x", "/z/x", "/a/x", "/private/a/x", "/x", "/private/x"};
+    }
+
+    void candidates()
+    {
+        QFETCH(QStringList, bases);
+        QFETCH(QString, relative);
+        QTEST(rhCandidatePathsFromBases(bases, relative), "expected");
+    }
+
+    void discoveredBases_data()
+    {
+        QTest::addColumn<QStringList>("tree");
+        QTest::addColumn<QStringList>("found");
+
+        QTest::newRow("no containers") << QStringList() << QStringList();
+        QTest::newRow("only first-level folders with the exact prefix")
+            << QStringList{kAppGroup + "/.jbroot-B/",   kAppGroup + "/.jbroot-A/",
+                           kAppGroup + "/.jbroot-file", kAppGroup + "/.JBROOT-UPPER/",
+                           kAppGroup + "/.jbroot/",     kAppGroup + "/u/.jbroot-deep/"}
+            << QStringList{kAppGroup + "/.jbroot-A", kAppGroup + "/.jbroot-B"};
+        QTest::newRow("shared containers before app data")
+            << QStringList{kAppData + "/.jbroot-A/", kAppGroup + "/.jbroot-Z/"}
+            << QStringList{kAppGroup + "/.jbroot-Z", kAppData + "/.jbroot-A"};
+        QTest::newRow("link to a folder counts, dangling link does not")
+            << QStringList{kAppGroup + "/real/", kAppGroup + "/.jbroot-L -> real",
+                           kAppGroup + "/.jbroot-D -> gone"}
+            << QStringList{kAppGroup + "/.jbroot-L"};
+    }
+
+    void discoveredBases()
+    {
+        QFETCH(QStringList, tree);
+        QFETCH(QStringList, found);
+        FakeDevice device;
+        QVERIFY(device.build(tree));
+        QCOMPARE(rhDynamicJbrootBases(device.root()), kFixedBases + withPrivate(found));
+    }
+
+    void firstExisting_data()
+    {
+        QTest::addColumn<QStringList>("tree");
+        QTest::addColumn<QString>("file"); // "" for none
+        QTest::addColumn<QString>("dir");
+
+        QTest::newRow("nothing") << QStringList() << u""_s << u""_s;
+        QTest::newRow("folder skipped by the file search") << QStringList{"/a/", "/c"} << u"/c"_s << u"/a"_s;
+        QTest::newRow("link to a file is a file") << QStringList{"/t", "/b -> t"} << u"/b"_s << u""_s;
+    }
+
+    void firstExisting()
+    {
+        QFETCH(QStringList, tree);
+        FakeDevice device;
+        QVERIFY(device.build(tree));
+        const QStringList candidates{"/a", "/b", "/c"};
+        QTEST(rhFirstExistingFile(device.root(), candidates).value_or(QString()), "file");
+        QTEST(rhFirstExistingDir(device.root(), candidates).value_or(QString()), "dir");
+    }
+
+    void resolveAnswersHostPaths()
+    {
+        FakeDevice device;
+        const QString lists = kAppData + "/.jbroot-0123/var/lib/apt/lists";
+        QVERIFY(device.build({"/var/lib/dpkg/status", "/private/var/jb/var/lib/dpkg/status", lists + "/"}));
+
+        QCOMPARE(resolveDeviceFile(device.root(), "var/lib/dpkg/status").value_or(QString()),
+                 device.hostPath("/private/var/jb/var/lib/dpkg/status"));
+        QCOMPARE(resolveDeviceDirectory(device.root(), "var/lib/apt/lists").value_or(QString()),
+                 device.hostPath(lists));
+        QVERIFY(!resolveDeviceFile(device.root(), "var/lib/apt/lists"));
+    }
+
+    void displayPath_data()
+    {
+        QTest::addColumn<QStringList>("tree");
+        QTest::addColumn<QString>("expected");
+
+        QTest::newRow("nothing present") << QStringList() << u"/x"_s;
+        QTest::newRow("rootless before plain root")
+            << QStringList{"/x", "/private/var/jb/x"} << u"/private/var/jb/x"_s;
+        QTest::newRow("jbroot first, folders count")
+            << QStringList{"/.jbroot/x/", "/var/jb/x"} << u"/.jbroot/x"_s;
+        QTest::newRow("no RootHide discovery") << QStringList{kAppGroup + "/.jbroot-A/x"} << u"/x"_s;
+    }
+
+    void displayPath()
+    {
+        QFETCH(QStringList, tree);
+        FakeDevice device;
+        QVERIFY(device.build(tree));
+        QTEST(rhDisplayPath(device.root(), "x"), "expected");
+        QTEST(rhDisplayPath(device.root(), "/x"), "expected");
+    }
 };
-
-void TestJailbreakRoot::basesFrom_data()
-{
-    QTest::addColumn<QStringList>("discovered");
-    QTest::addColumn<QStringList>("expected");
-
-    const QString x = kAppGroup + "/.jbroot-X";
-    const QString y = kAppData + "/.jbroot-Y";
-    QTest::newRow("nothing found") << QStringList() << kFixedBases;
-    QTest::newRow("found ones follow, in order") << QStringList{y, x} << kFixedBases + withPrivate({y, x});
-    QTest::newRow("private base has no second form")
-        << QStringList{"/private/z"} << kFixedBases + QStringList{"/private/z"};
-    QTest::newRow("duplicates dropped") << QStringList{"/var/jb", x, x} << kFixedBases + withPrivate({x});
-}
-
-void TestJailbreakRoot::basesFrom()
-{
-    QFETCH(QStringList, discovered);
-    QTEST(rhBasesFrom(discovered), "expected");
-}
-
-void TestJailbreakRoot::candidates_data()
-{
-    QTest::addColumn<QStringList>("bases");
-    QTest::addColumn<QString>("relative");
-    QTest::addColumn<QStringList>("expected");
-
-    QTest::newRow("status without RootHide")
-        << kFixedBases << "var/lib/dpkg/status"
-        << withPrivate(
-               {"/.jbroot/var/lib/dpkg/status", "/var/jb/var/lib/dpkg/status", "/var/lib/dpkg/status"});
-    QTest::newRow("leading slash doubles")
-        << QStringList{"/var/jb"} << "/x" << withPrivate({"/var/jb//x", "//x"});
-    QTest::newRow("private path also yields its plain form, trailing slash joins")
-        << QStringList{"/private/z", "/a/"} << "x"
-        << QStringList{"/private/z/x", "/z/x", "/a/x", "/private/a/x", "/x", "/private/x"};
-}
-
-void TestJailbreakRoot::candidates()
-{
-    QFETCH(QStringList, bases);
-    QFETCH(QString, relative);
-    QTEST(rhCandidatePathsFromBases(bases, relative), "expected");
-}
-
-void TestJailbreakRoot::discoveredBases_data()
-{
-    QTest::addColumn<QStringList>("tree");
-    QTest::addColumn<QStringList>("found");
-
-    QTest::newRow("no containers") << QStringList() << QStringList();
-    QTest::newRow("only first-level folders with the exact prefix")
-        << QStringList{kAppGroup + "/.jbroot-B/",   kAppGroup + "/.jbroot-A/",
-                       kAppGroup + "/.jbroot-file", kAppGroup + "/.JBROOT-UPPER/",
-                       kAppGroup + "/.jbroot/",     kAppGroup + "/u/.jbroot-deep/"}
-        << QStringList{kAppGroup + "/.jbroot-A", kAppGroup + "/.jbroot-B"};
-    QTest::newRow("shared containers before app data")
-        << QStringList{kAppData + "/.jbroot-A/", kAppGroup + "/.jbroot-Z/"}
-        << QStringList{kAppGroup + "/.jbroot-Z", kAppData + "/.jbroot-A"};
-    QTest::newRow("link to a folder counts, dangling link does not")
-        << QStringList{kAppGroup + "/real/", kAppGroup + "/.jbroot-L -> real",
-                       kAppGroup + "/.jbroot-D -> gone"}
-        << QStringList{kAppGroup + "/.jbroot-L"};
-}
-
-void TestJailbreakRoot::discoveredBases()
-{
-    QFETCH(QStringList, tree);
-    QFETCH(QStringList, found);
-    FakeDevice device;
-    QVERIFY(device.build(tree));
-    QCOMPARE(rhDynamicJbrootBases(device.root()), kFixedBases + withPrivate(found));
-}
-
-void TestJailbreakRoot::firstExisting_data()
-{
-    QTest::addColumn<QStringList>("tree");
-    QTest::addColumn<QString>("file"); // "" for none
-    QTest::addColumn<QString>("dir");
-
-    QTest::newRow("nothing") << QStringList() << ""
-                             << "";
-    QTest::newRow("folder skipped by the file search") << QStringList{"/a/", "/c"} << "/c"
-                                                       << "/a";
-    QTest::newRow("link to a file is a file") << QStringList{"/t", "/b -> t"} << "/b"
-                                              << "";
-}
-
-void TestJailbreakRoot::firstExisting()
-{
-    QFETCH(QStringList, tree);
-    FakeDevice device;
-    QVERIFY(device.build(tree));
-    const QStringList candidates{"/a", "/b", "/c"};
-    QTEST(rhFirstExistingFile(device.root(), candidates).value_or(QString()), "file");
-    QTEST(rhFirstExistingDir(device.root(), candidates).value_or(QString()), "dir");
-}
-
-void TestJailbreakRoot::resolveAnswersHostPaths()
-{
-    FakeDevice device;
-    const QString lists = kAppData + "/.jbroot-0123/var/lib/apt/lists";
-    QVERIFY(device.build({"/var/lib/dpkg/status", "/private/var/jb/var/lib/dpkg/status", lists + "/"}));
-
-    QCOMPARE(resolveDeviceFile(device.root(), "var/lib/dpkg/status").value_or(QString()),
-             device.hostPath("/private/var/jb/var/lib/dpkg/status"));
-    QCOMPARE(resolveDeviceDirectory(device.root(), "var/lib/apt/lists").value_or(QString()),
-             device.hostPath(lists));
-    QVERIFY(!resolveDeviceFile(device.root(), "var/lib/apt/lists"));
-}
-
-void TestJailbreakRoot::displayPath_data()
-{
-    QTest::addColumn<QStringList>("tree");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("nothing present") << QStringList() << "/x";
-    QTest::newRow("rootless before plain root")
-        << QStringList{"/x", "/private/var/jb/x"} << "/private/var/jb/x";
-    QTest::newRow("jbroot first, folders count") << QStringList{"/.jbroot/x/", "/var/jb/x"} << "/.jbroot/x";
-    QTest::newRow("no RootHide discovery") << QStringList{kAppGroup + "/.jbroot-A/x"} << "/x";
-}
-
-void TestJailbreakRoot::displayPath()
-{
-    QFETCH(QStringList, tree);
-    FakeDevice device;
-    QVERIFY(device.build(tree));
-    QTEST(rhDisplayPath(device.root(), "x"), "expected");
-    QTEST(rhDisplayPath(device.root(), "/x"), "expected");
-}
 
 QTEST_GUILESS_MAIN(TestJailbreakRoot)
 #include "tst_jailbreakroot.moc"

@@ -6,6 +6,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 class TestHandoff : public QObject
 {
     Q_OBJECT
@@ -16,51 +18,34 @@ private Q_SLOTS:
         QTest::addColumn<QString>("operation");
         QTest::addColumn<QString>("argument");
         QTest::addColumn<QString>("opened"); // empty: nothing opened
+        const auto row = [](const char *tag, const QString &operation, const QString &argument,
+                            const QString &opened) { QTest::newRow(tag) << operation << argument << opened; };
+        const QString cydia = u"cydia://url/https://cydia.saurik.com/api/share#?source="_s;
 
-        QTest::newRow("sileo adds https") << "sileo"
-                                          << "repo.example/apt"
-                                          << "sileo://source/https://repo.example/apt";
-        QTest::newRow("sileo keeps http") << "sileo"
-                                          << "http://repo.example"
-                                          << "sileo://source/http://repo.example";
-        QTest::newRow("sileo keeps https") << "sileo"
-                                           << "https://r.example/"
-                                           << "sileo://source/https://r.example/";
-        QTest::newRow("sileo prefix test is case-sensitive") << "sileo"
-                                                             << "HTTPS://r.example/"
-                                                             << "sileo://source/https://HTTPS://r.example/";
-        QTest::newRow("zebra adds nothing") << "zebra"
-                                            << "repo.example/apt"
-                                            << "zbra://sources/add/repo.example/apt";
-        QTest::newRow("zebra with query") << "zebra"
-                                          << "https://r.example/?a=1&b=2"
-                                          << "zbra://sources/add/https://r.example/?a=1&b=2";
-        QTest::newRow("cydia") << "cydia"
-                               << "https://r.example/"
-                               << "cydia://url/https://cydia.saurik.com/api/share#?source=https://r.example/";
+        row("sileo adds https", u"sileo"_s, u"repo.example/apt"_s,
+            u"sileo://source/https://repo.example/apt"_s);
+        row("sileo keeps http", u"sileo"_s, u"http://repo.example"_s,
+            u"sileo://source/http://repo.example"_s);
+        row("sileo keeps https", u"sileo"_s, u"https://r.example/"_s, u"sileo://source/https://r.example/"_s);
+        row("sileo prefix test is case-sensitive", u"sileo"_s, u"HTTPS://r.example/"_s,
+            u"sileo://source/https://HTTPS://r.example/"_s);
+        row("zebra adds nothing", u"zebra"_s, u"repo.example/apt"_s,
+            u"zbra://sources/add/repo.example/apt"_s);
+        row("zebra with query", u"zebra"_s, u"https://r.example/?a=1&b=2"_s,
+            u"zbra://sources/add/https://r.example/?a=1&b=2"_s);
+        row("cydia", u"cydia"_s, u"https://r.example/"_s, cydia + u"https://r.example/"_s);
         // A fragment cannot hold '#', so the opened URL carries the link's own '#' encoded.
-        QTest::newRow("cydia with a fragment in the link")
-            << "cydia"
-            << "https://r.example/#top"
-            << "cydia://url/https://cydia.saurik.com/api/share#?source=https://r.example/%23top";
-        QTest::newRow("package") << "package"
-                                 << "com.example.tweak"
-                                 << "sileo://package/com.example.tweak";
-        QTest::newRow("non-ASCII is carried, not refused")
-            << "zebra"
-            << "https://r.example/مستودع/"
-            << "zbra://sources/add/https://r.example/%D9%85%D8%B3%D8%AA%D9%88%D8%AF%D8%B9/";
-
+        row("cydia with a fragment in the link", u"cydia"_s, u"https://r.example/#top"_s,
+            cydia + u"https://r.example/%23top"_s);
+        row("package", u"package"_s, u"com.example.tweak"_s, u"sileo://package/com.example.tweak"_s);
+        row("non-ASCII is carried, not refused", u"zebra"_s, u"https://r.example/مستودع/"_s,
+            u"zbra://sources/add/https://r.example/%D9%85%D8%B3%D8%AA%D9%88%D8%AF%D8%B9/"_s);
         for (const char *op : {"sileo", "zebra", "cydia", "package"}) {
-            QTest::newRow(qPrintable(QStringLiteral("%1: space").arg(QLatin1String(op))))
-                << op << "https://r.example/a b/"
-                << "";
-            QTest::newRow(qPrintable(QStringLiteral("%1: stray percent").arg(QLatin1String(op))))
-                << op << "r.example/%zz"
-                << "";
-            QTest::newRow(qPrintable(QStringLiteral("%1: bar").arg(QLatin1String(op))))
-                << op << "r.example/a|b"
-                << "";
+            QTest::addRow("%s: space", op)
+                << QString::fromLatin1(op) << u"https://r.example/a b/"_s << QString();
+            QTest::addRow("%s: stray percent", op)
+                << QString::fromLatin1(op) << u"r.example/%zz"_s << QString();
+            QTest::addRow("%s: bar", op) << QString::fromLatin1(op) << u"r.example/a|b"_s << QString();
         }
     }
     void sourceAndPackageLinks()
@@ -102,7 +87,7 @@ private Q_SLOTS:
         RepoViewModel model(t.platform());
         QSignalSpy feedback(&model, &RepoViewModel::feedback);
         model.openPackageInSileo(QString());
-        model.openPackageInSileo(QStringLiteral(""));
+        model.openPackageInSileo(u""_s);
         QVERIFY(t.opener->opened.isEmpty());
         QCOMPARE(feedback.count(), 0);
         QVERIFY(!model.showAlert());
@@ -113,10 +98,10 @@ private Q_SLOTS:
         TestPlatform t;
         RepoViewModel model(t.platform());
         QSignalSpy feedback(&model, &RepoViewModel::feedback);
-        const QString link = QStringLiteral("https://r.example/a b/?x=%zz");
+        const QString link = u"https://r.example/a b/?x=%zz"_s;
         model.copyToClipboard(link);
         QCOMPARE(t.clipboard->texts, QStringList{link});
-        QCOMPARE(model.alertMessage(), QStringLiteral("تم نسخ copied ") + link);
+        QCOMPARE(model.alertMessage(), u"تم نسخ copied "_s + link);
         QCOMPARE(feedback.count(), 1);
     }
 };

@@ -10,179 +10,133 @@
 
 Q_DECLARE_METATYPE(RepoMeta)
 
+using namespace Qt::StringLiterals;
+
 class TestIndexCache : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void slugs_data();
-    void slugs();
-    void sameFolder_data();
-    void sameFolder();
-    void safeFolderNames_data();
-    void safeFolderNames();
-    void candidates();
-    void encodeMeta_data();
-    void encodeMeta();
-    void decodeMeta_data();
-    void decodeMeta();
-    void metaFile();
+    void slugs_data()
+    {
+        // Two spellings of a link share a cache exactly when their slugs are equal.
+        QTest::addColumn<QString>("link");
+        QTest::addColumn<QString>("slug");
+        QTest::newRow("path, case") << u"https://Host.Example/path/"_s << u"host.example_path"_s;
+        QTest::newRow("http") << u"http://host/"_s << u"host"_s;
+        QTest::newRow("no trailing slash") << u"https://host"_s << u"host"_s;
+        QTest::newRow("one trailing slash only") << u"https://host//x//"_s << u"host__x_"_s;
+        QTest::newRow("query kept") << u"https://repo.example.com/?a=b:c"_s << u"repo.example.com_?a=b:c"_s;
+        QTest::newRow("scheme anywhere") << u"https://a.com/https://b/"_s << u"a.com_b"_s;
+        QTest::newRow("https removed before http") << u"http://https://x"_s << u"x"_s;
+        QTest::newRow("trimmed") << u" \t\nhttps://repo.example.com/\u2028 "_s << u"repo.example.com"_s;
+        QTest::newRow("other schemes stay") << u"ftp://x/y"_s << u"ftp:__x_y"_s;
+        QTest::newRow("unicode lower-cased") << u"https://ÄÖ.example/"_s << u"äö.example"_s;
+    }
+
+    void slugs()
+    {
+        QFETCH(QString, link);
+        QFETCH(QString, slug);
+        QCOMPARE(::slug(link), slug);
+    }
+
+    void safeFolderNames_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("separators") << u"a/b:c"_s << u"a_b_c"_s;
+        QTest::newRow("all eleven") << u"/\\:*?\"<>|#%"_s << u"___________"_s;
+        QTest::newRow("blanks only") << u" \t\n "_s << u"Unnamed"_s;
+        QTest::newRow("empty") << u""_s << u"Unnamed"_s;
+        QTest::newRow("case and unicode kept") << u"  Repo Élan 中文.  "_s << u"Repo Élan 中文."_s;
+        QTest::newRow("inner blanks kept") << u"a b\tc"_s << u"a b\tc"_s;
+    }
+
+    void safeFolderNames()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, name);
+        QCOMPARE(safeFolderName(text), name);
+    }
+
+    void candidates()
+    {
+        QTemporaryDir dir;
+        const QString root = cacheRootIn(dir.filePath(u"data"_s));
+        QCOMPARE(root, dir.filePath(u"data/RepoPackages"_s));
+
+        const RepoPaths paths = localCandidates(root, u"https://Repo.Example.com/sub/"_s);
+        QCOMPARE(paths.folder, root + u"/repo.example.com_sub"_s);
+        QCOMPARE(paths.gz, paths.folder + u"/Packages.gz"_s);
+        QCOMPARE(paths.plain, paths.folder + u"/Packages"_s);
+        QCOMPARE(paths.meta, paths.folder + u"/meta.json"_s);
+        QVERIFY(QFileInfo(root).isDir());
+        QVERIFY(!QFileInfo::exists(paths.folder)); // made by whoever writes into it
+    }
+
+    void encodeMeta_data()
+    {
+        QTest::addColumn<RepoMeta>("meta");
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("no validators") << RepoMeta{std::nullopt, std::nullopt, std::nullopt, 1700000000}
+                                       << "{\"updatedAt\":1700000000}"_ba;
+        QTest::newRow("all fields")
+            << RepoMeta{u"W/\"5f-1\""_s, u"Tue, 14 Nov 2023 22:13:20 GMT"_s,
+                        u"https://repo.example.com/Packages"_s, 1700000000.25}
+            << "{\"etag\":\"W\\/\\\"5f-1\\\"\",\"lastModified\":\"Tue, 14 Nov 2023 22:13:20 GMT\","
+               "\"lastURL\":\"https:\\/\\/repo.example.com\\/Packages\",\"updatedAt\":1700000000.25}"_ba;
+        QTest::newRow("empty etag kept, others left out")
+            << RepoMeta{u""_s, std::nullopt, std::nullopt, 0.5} << "{\"etag\":\"\",\"updatedAt\":0.5}"_ba;
+        QTest::newRow("controls and unicode") << RepoMeta{u"a\\b\n\x01é"_s, std::nullopt, std::nullopt, 1}
+                                              << "{\"etag\":\"a\\\\b\\n\\u0001\xC3\xA9\",\"updatedAt\":1}"_ba;
+    }
+
+    void encodeMeta()
+    {
+        QFETCH(RepoMeta, meta);
+        QFETCH(QByteArray, json);
+        QCOMPARE(encodeRepoMeta(meta), json);
+        QCOMPARE(decodeRepoMeta(json), meta);
+    }
+
+    void decodeMeta_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<bool>("readable");
+        QTest::newRow("unescaped slashes, any order")
+            << "{\"updatedAt\":3,\"lastURL\":\"https://x/Packages\",\"extra\":[1]}"_ba << true;
+        QTest::newRow("nulls") << "{\"etag\":null,\"updatedAt\":3}"_ba << true;
+        QTest::newRow("integer time") << "{\"updatedAt\":3}"_ba << true;
+        QTest::newRow("no time") << "{\"etag\":\"x\"}"_ba << false;
+        QTest::newRow("time as text") << "{\"updatedAt\":\"3\"}"_ba << false;
+        QTest::newRow("etag as number") << "{\"etag\":5,\"updatedAt\":3}"_ba << false;
+        QTest::newRow("array") << "[]"_ba << false;
+        QTest::newRow("truncated") << "{\"updatedAt\":3"_ba << false;
+        QTest::newRow("empty") << QByteArray() << false;
+    }
+
+    void decodeMeta()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(bool, readable);
+        QCOMPARE(decodeRepoMeta(json).has_value(), readable);
+    }
+
+    void metaFile()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"meta.json"_s);
+        QVERIFY(!readRepoMeta(path).has_value());
+
+        const RepoMeta meta{u"\"abc\""_s, std::nullopt, u"https://x/Packages"_s, 12.5};
+        QVERIFY(saveRepoMeta(path, meta));
+        QCOMPARE(readRepoMeta(path), meta);
+
+        QVERIFY(!saveRepoMeta(dir.filePath(u"no/such/folder/meta.json"_s), meta));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{"meta.json"});
+    }
 };
-
-void TestIndexCache::slugs_data()
-{
-    QTest::addColumn<QString>("link");
-    QTest::addColumn<QString>("slug");
-    QTest::newRow("path") << "https://Host.Example/path/"
-                          << "host.example_path";
-    QTest::newRow("http") << "http://host/"
-                          << "host";
-    QTest::newRow("one trailing slash only") << "https://host//x//"
-                                             << "host__x_";
-    QTest::newRow("query kept") << "https://repo.example.com/?a=b:c"
-                                << "repo.example.com_?a=b:c";
-    QTest::newRow("scheme anywhere") << "https://a.com/https://b/"
-                                     << "a.com_b";
-    QTest::newRow("https removed before http") << "http://https://x"
-                                               << "x";
-    QTest::newRow("trimmed") << " \t\nhttps://repo.example.com/\u2028 "
-                             << "repo.example.com";
-    QTest::newRow("other schemes stay") << "ftp://x/y"
-                                        << "ftp:__x_y";
-    QTest::newRow("unicode lower-cased") << "https://ÄÖ.example/"
-                                         << "äö.example";
-}
-
-void TestIndexCache::slugs()
-{
-    QFETCH(QString, link);
-    QFETCH(QString, slug);
-    QCOMPARE(::slug(link), slug);
-}
-
-void TestIndexCache::sameFolder_data()
-{
-    QTest::addColumn<QString>("a");
-    QTest::addColumn<QString>("b");
-    QTest::newRow("case") << "https://Repo.Example.com/"
-                          << "https://repo.example.com/";
-    QTest::newRow("scheme") << "http://repo.example.com/"
-                            << "https://repo.example.com/";
-    QTest::newRow("trailing slash") << "https://repo.example.com"
-                                    << "https://repo.example.com/";
-}
-
-void TestIndexCache::sameFolder()
-{
-    QFETCH(QString, a);
-    QFETCH(QString, b);
-    QCOMPARE(localCandidates(QStringLiteral("/r"), a).folder,
-             localCandidates(QStringLiteral("/r"), b).folder);
-}
-
-void TestIndexCache::safeFolderNames_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("separators") << "a/b:c"
-                                << "a_b_c";
-    QTest::newRow("all eleven") << "/\\:*?\"<>|#%"
-                                << "___________";
-    QTest::newRow("blanks only") << " \t\n "
-                                 << "Unnamed";
-    QTest::newRow("empty") << ""
-                           << "Unnamed";
-    QTest::newRow("case and unicode kept") << "  Repo Élan 中文.  "
-                                           << "Repo Élan 中文.";
-    QTest::newRow("inner blanks kept") << "a b\tc"
-                                       << "a b\tc";
-}
-
-void TestIndexCache::safeFolderNames()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, name);
-    QCOMPARE(safeFolderName(text), name);
-}
-
-void TestIndexCache::candidates()
-{
-    QTemporaryDir dir;
-    const QString root = cacheRootIn(dir.filePath(QStringLiteral("data")));
-    QCOMPARE(root, dir.filePath(QStringLiteral("data/RepoPackages")));
-
-    const RepoPaths paths = localCandidates(root, QStringLiteral("https://Repo.Example.com/sub/"));
-    QCOMPARE(paths.folder, root + QStringLiteral("/repo.example.com_sub"));
-    QCOMPARE(paths.gz, paths.folder + QStringLiteral("/Packages.gz"));
-    QCOMPARE(paths.plain, paths.folder + QStringLiteral("/Packages"));
-    QCOMPARE(paths.meta, paths.folder + QStringLiteral("/meta.json"));
-    QVERIFY(QFileInfo(root).isDir());
-    QVERIFY(!QFileInfo::exists(paths.folder)); // made by whoever writes into it
-}
-
-void TestIndexCache::encodeMeta_data()
-{
-    QTest::addColumn<RepoMeta>("meta");
-    QTest::addColumn<QByteArray>("json");
-    QTest::newRow("no validators") << RepoMeta{std::nullopt, std::nullopt, std::nullopt, 1700000000}
-                                   << QByteArray(R"({"updatedAt":1700000000})");
-    QTest::newRow("all fields")
-        << RepoMeta{QStringLiteral("W/\"5f-1\""), QStringLiteral("Tue, 14 Nov 2023 22:13:20 GMT"),
-                    QStringLiteral("https://repo.example.com/Packages"), 1700000000.25}
-        << QByteArray(R"({"etag":"W\/\"5f-1\"","lastModified":"Tue, 14 Nov 2023 22:13:20 GMT",)"
-                      R"("lastURL":"https:\/\/repo.example.com\/Packages","updatedAt":1700000000.25})");
-    QTest::newRow("empty etag kept, others left out")
-        << RepoMeta{QStringLiteral(""), std::nullopt, std::nullopt, 0.5}
-        << QByteArray(R"({"etag":"","updatedAt":0.5})");
-    QTest::newRow("controls and unicode")
-        << RepoMeta{QStringLiteral("a\\b\n\x01é"), std::nullopt, std::nullopt, 1}
-        << QByteArray("{\"etag\":\"a\\\\b\\n\\u0001\xC3\xA9\",\"updatedAt\":1}");
-}
-
-void TestIndexCache::encodeMeta()
-{
-    QFETCH(RepoMeta, meta);
-    QFETCH(QByteArray, json);
-    QCOMPARE(encodeRepoMeta(meta), json);
-    QCOMPARE(decodeRepoMeta(json), meta);
-}
-
-void TestIndexCache::decodeMeta_data()
-{
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<bool>("readable");
-    QTest::newRow("unescaped slashes, any order")
-        << QByteArray(R"({"updatedAt":3,"lastURL":"https://x/Packages","extra":[1]})") << true;
-    QTest::newRow("nulls") << QByteArray(R"({"etag":null,"updatedAt":3})") << true;
-    QTest::newRow("integer time") << QByteArray(R"({"updatedAt":3})") << true;
-    QTest::newRow("no time") << QByteArray(R"({"etag":"x"})") << false;
-    QTest::newRow("time as text") << QByteArray(R"({"updatedAt":"3"})") << false;
-    QTest::newRow("etag as number") << QByteArray(R"({"etag":5,"updatedAt":3})") << false;
-    QTest::newRow("array") << QByteArray("[]") << false;
-    QTest::newRow("truncated") << QByteArray(R"({"updatedAt":3)") << false;
-    QTest::newRow("empty") << QByteArray() << false;
-}
-
-void TestIndexCache::decodeMeta()
-{
-    QFETCH(QByteArray, json);
-    QFETCH(bool, readable);
-    QCOMPARE(decodeRepoMeta(json).has_value(), readable);
-}
-
-void TestIndexCache::metaFile()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("meta.json"));
-    QVERIFY(!readRepoMeta(path).has_value());
-
-    const RepoMeta meta{QStringLiteral("\"abc\""), std::nullopt, QStringLiteral("https://x/Packages"), 12.5};
-    QVERIFY(saveRepoMeta(path, meta));
-    QCOMPARE(readRepoMeta(path), meta);
-
-    QVERIFY(!saveRepoMeta(dir.filePath(QStringLiteral("no/such/folder/meta.json")), meta));
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{"meta.json"});
-}
 
 QTEST_GUILESS_MAIN(TestIndexCache)
 #include "tst_indexcache.moc"

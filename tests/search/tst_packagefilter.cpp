@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString none; // marks an absent field in the tables below
@@ -17,14 +19,13 @@ std::optional<QString> field(const QString &value)
 PackageList samplePackages()
 {
     return makePackages({
-        {QStringLiteral("com.alpha.snowboard"), QStringLiteral("SnowBoard"), QStringLiteral("arm64")},
-        {QStringLiteral("com.beta.tweak"), QStringLiteral("Beta Tweak"), QStringLiteral("arm64e")},
-        {QStringLiteral("org.gamma.board"), std::nullopt, QStringLiteral("ARM")},
-        {QStringLiteral("net.delta.Ünicode"), QStringLiteral("Délta Ärger"), QStringLiteral("all")},
-        {std::nullopt, QStringLiteral("No Identifier"), std::nullopt},
-        {QStringLiteral("com.epsilon.two words"), QStringLiteral("two  spaces"),
-         QStringLiteral("iphoneos-arm64")},
-        {QStringLiteral("com.alpha.snowboard"), QStringLiteral("SnowBoard"), QStringLiteral("arm64")},
+        {u"com.alpha.snowboard"_s, u"SnowBoard"_s, u"arm64"_s},
+        {u"com.beta.tweak"_s, u"Beta Tweak"_s, u"arm64e"_s},
+        {u"org.gamma.board"_s, std::nullopt, u"ARM"_s},
+        {u"net.delta.Ünicode"_s, u"Délta Ärger"_s, u"all"_s},
+        {std::nullopt, u"No Identifier"_s, std::nullopt},
+        {u"com.epsilon.two words"_s, u"two  spaces"_s, u"iphoneos-arm64"_s},
+        {u"com.alpha.snowboard"_s, u"SnowBoard"_s, u"arm64"_s},
     });
 }
 
@@ -32,7 +33,7 @@ QStringList identifiers(const PackageList &packages)
 {
     QStringList ids;
     for (const PackageInfo &p : packages)
-        ids.append(p.package().value_or(QStringLiteral("-")));
+        ids.append(p.package().value_or(u"-"_s));
     return ids;
 }
 
@@ -49,44 +50,35 @@ private Q_SLOTS:
         QTest::addColumn<QString>("architecture");
         QTest::addColumn<bool>("packagesMode");
         QTest::addColumn<QStringList>("expected");
-
+        const auto text = [](const char *tag, const QString &text, const QStringList &expected) {
+            QTest::newRow(tag) << text << none << true << expected;
+        };
+        const auto arch = [](const char *tag, const QString &architecture, const QStringList &expected) {
+            QTest::newRow(tag) << QString() << architecture << true << expected;
+        };
         const QStringList all = identifiers(samplePackages());
-        QTest::newRow("other modes show no packages") << "snow" << none << false << QStringList{};
-        QTest::newRow("no filter keeps all, in order, duplicates too") << "" << none << true << all;
-        QTest::newRow("name, any case")
-            << "SNOWB" << none << true << QStringList{"com.alpha.snowboard", "com.alpha.snowboard"};
-        QTest::newRow("identifier when the name misses")
-            << "board" << none << true
-            << QStringList{"com.alpha.snowboard", "org.gamma.board", "com.alpha.snowboard"};
-        QTest::newRow("missing name, identifier still searched")
-            << "gamma" << none << true << QStringList{"org.gamma.board"};
-        QTest::newRow("missing identifier, name still searched")
-            << "identifier" << none << true << QStringList{"-"};
-        QTest::newRow("whole query as one piece") << "two spaces" << none << true << QStringList{};
-        QTest::newRow("double space matches")
-            << "two  spaces" << none << true << QStringList{"com.epsilon.two words"};
-        QTest::newRow("no diacritic folding") << "delta ar" << none << true << QStringList{};
-        QTest::newRow("non-ASCII lower-cased")
-            << "DÉLTA ÄR" << none << true << QStringList{"net.delta.Ünicode"};
-        QTest::newRow("no match across rows") << "snowboard\ncom" << none << true << QStringList{};
-        QTest::newRow("NUL in the query")
-            << QStringLiteral("snow") + QChar(u'\0') << none << true << QStringList{};
-        QTest::newRow("architecture ignores case") << ""
-                                                   << "ARM64E" << true << QStringList{"com.beta.tweak"};
-        QTest::newRow("no family rule, absent dropped") << ""
-                                                        << "arm" << true << QStringList{"org.gamma.board"};
-        QTest::newRow("'all' disables the filter") << ""
-                                                   << "ALL" << true << all;
-        QTest::newRow("empty disables the filter") << ""
-                                                   << "" << true << all;
-        QTest::newRow("unknown architecture") << ""
-                                              << "x86_64" << true << QStringList{};
-        QTest::newRow("raw value compared")
-            << ""
-            << "iphoneos-arm64" << true << QStringList{"com.epsilon.two words"};
+        const QString snowboard = u"com.alpha.snowboard"_s;
+
+        QTest::newRow("other modes show no packages") << u"snow"_s << none << false << QStringList{};
+        text("no filter keeps all, in order, duplicates too", u""_s, all);
+        text("name, any case", u"SNOWB"_s, {snowboard, snowboard});
+        text("identifier when the name misses", u"board"_s, {snowboard, "org.gamma.board", snowboard});
+        text("missing name, identifier still searched", u"gamma"_s, {"org.gamma.board"});
+        text("missing identifier, name still searched", u"identifier"_s, {"-"});
+        text("whole query as one piece", u"two spaces"_s, {});
+        text("double space matches", u"two  spaces"_s, {"com.epsilon.two words"});
+        text("no diacritic folding", u"delta ar"_s, {});
+        text("non-ASCII lower-cased", u"DÉLTA ÄR"_s, {"net.delta.Ünicode"});
+        text("no match across rows", u"snowboard\ncom"_s, {});
+        text("NUL in the query", u"snow"_s + QChar(u'\0'), {});
+        arch("architecture ignores case", u"ARM64E"_s, {"com.beta.tweak"});
+        arch("no family rule, absent dropped", u"arm"_s, {"org.gamma.board"});
+        arch("'all' disables the filter", u"ALL"_s, all);
+        arch("empty disables the filter", u""_s, all);
+        arch("unknown architecture", u"x86_64"_s, {});
+        arch("raw value compared", u"iphoneos-arm64"_s, {"com.epsilon.two words"});
         QTest::newRow("text and architecture")
-            << "o"
-            << "arm64" << true << QStringList{"com.alpha.snowboard", "com.alpha.snowboard"};
+            << u"o"_s << u"arm64"_s << true << QStringList{snowboard, snowboard};
     }
     void filterStep()
     {
@@ -135,7 +127,7 @@ private Q_SLOTS:
         QCOMPARE(cache.indexFor(pool.blocks().first()), first);
         pool.clear();
         cache.keepOnly(pool);
-        pool.append(makePackages({{QStringLiteral("only.one"), QStringLiteral("Only"), std::nullopt}}));
+        pool.append(makePackages({{u"only.one"_s, u"Only"_s, std::nullopt}}));
         // Even if the new block reuses the old one's address, its own index is built.
         const auto second = cache.indexFor(pool.blocks().first());
         QCOMPARE(second->size(), 1);

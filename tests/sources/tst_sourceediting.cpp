@@ -3,16 +3,18 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-RepoSource userSource(const QString &link, const QString &name = QStringLiteral("User"))
+RepoSource userSource(const QString &link, const QString &name = u"User"_s)
 {
-    return RepoSource{link, name, link, QStringLiteral("Repos.png"), false};
+    return RepoSource{link, name, link, u"Repos.png"_s, false};
 }
 
-RepoSource builtIn(const QString &link, const QString &name = QStringLiteral("Built In"))
+RepoSource builtIn(const QString &link, const QString &name = u"Built In"_s)
 {
-    return RepoSource{link, name, link, QStringLiteral("b_icon"), true};
+    return RepoSource{link, name, link, u"b_icon"_s, true};
 }
 
 } // namespace
@@ -26,14 +28,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("link");
         QTest::addColumn<QString>("normalized");
-        QTest::newRow("case and slash")
-            << QStringLiteral("HTTPS://Repo.Example/Apt/") << QStringLiteral("https://repo.example/apt");
-        QTest::newRow("only one slash goes")
-            << QStringLiteral("https://repo.example//") << QStringLiteral("https://repo.example/");
-        QTest::newRow("blanks and newlines")
-            << QStringLiteral(" \t https://r.example/\n") << QStringLiteral("https://r.example");
-        QTest::newRow("scheme and www kept")
-            << QStringLiteral("http://www.r.example") << QStringLiteral("http://www.r.example");
+        QTest::newRow("case and slash") << u"HTTPS://Repo.Example/Apt/"_s << u"https://repo.example/apt"_s;
+        QTest::newRow("only one slash goes") << u"https://repo.example//"_s << u"https://repo.example/"_s;
+        QTest::newRow("blanks and newlines") << u" \t https://r.example/\n"_s << u"https://r.example"_s;
+        QTest::newRow("scheme and www kept") << u"http://www.r.example"_s << u"http://www.r.example"_s;
         QTest::newRow("empty") << QString() << QString();
     }
     void normalizeLink()
@@ -46,32 +44,22 @@ private Q_SLOTS:
     void dedupeKeepsFirstOccurrenceInOrder()
     {
         const QList<RepoSource> list{
-            userSource(QStringLiteral("https://A.example/apt")),
-            builtIn(QStringLiteral("https://b.example/")),
-            builtIn(QStringLiteral("https://a.example/apt/")),
-            userSource(QStringLiteral("https://c.example")),
-            builtIn(QStringLiteral("https://B.EXAMPLE")),
+            userSource(u"https://A.example/apt"_s), builtIn(u"https://b.example/"_s),
+            builtIn(u"https://a.example/apt/"_s),   userSource(u"https://c.example"_s),
+            builtIn(u"https://B.EXAMPLE"_s),
         };
-        const QList<RepoSource> kept = dedupeByLink(list);
-        QCOMPARE(kept.size(), 3);
-        QCOMPARE(kept.at(0), list.at(0));
-        QCOMPARE(kept.at(1), list.at(1));
-        QCOMPARE(kept.at(2), list.at(3));
+        QCOMPARE(dedupeByLink(list), (QList{list.at(0), list.at(1), list.at(3)}));
     }
 
     void extractName_data()
     {
         QTest::addColumn<QString>("link");
         QTest::addColumn<QString>("name");
-        QTest::newRow("www dropped") << QStringLiteral("https://www.my-repo.example.com/apt/")
-                                     << QStringLiteral("My-repo.example.com");
-        QTest::newRow("www anywhere")
-            << QStringLiteral("https://repo.www.example/") << QStringLiteral("Repo.example");
-        QTest::newRow("upper-case host")
-            << QStringLiteral("https://REPO.Example/") << QStringLiteral("Repo.example");
-        QTest::newRow("no host") << QStringLiteral("https:relative") << QStringLiteral("Unknown Source");
-        QTest::newRow("ip address") << QStringLiteral("http://127.0.0.1:8080/")
-                                    << QStringLiteral("127.0.0.1");
+        QTest::newRow("www dropped") << u"https://www.my-repo.example.com/apt/"_s << u"My-repo.example.com"_s;
+        QTest::newRow("www anywhere") << u"https://repo.www.example/"_s << u"Repo.example"_s;
+        QTest::newRow("upper-case host") << u"https://REPO.Example/"_s << u"Repo.example"_s;
+        QTest::newRow("no host") << u"https:relative"_s << u"Unknown Source"_s;
+        QTest::newRow("ip address") << u"http://127.0.0.1:8080/"_s << u"127.0.0.1"_s;
     }
     void extractName()
     {
@@ -82,9 +70,8 @@ private Q_SLOTS:
 
     void capitalizedStartsWordsAfterWhiteSpaceOnly()
     {
-        QCOMPARE(capitalized(QStringLiteral("hello wORLD.example\tnew")),
-                 QStringLiteral("Hello World.example\tNew"));
-        QCOMPARE(capitalized(QStringLiteral("élan 🔥x")), QStringLiteral("Élan 🔥x"));
+        QCOMPARE(capitalized(u"hello wORLD.example\tnew"_s), u"Hello World.example\tNew"_s);
+        QCOMPARE(capitalized(u"élan 🔥x"_s), u"Élan 🔥x"_s);
     }
 
     void addSource_data()
@@ -92,39 +79,32 @@ private Q_SLOTS:
         QTest::addColumn<QString>("link");
         QTest::addColumn<QString>("alert");
         QTest::addColumn<QString>("name"); // empty: refused
-        const QString added = SourceAlerts::added;
-        QTest::newRow("empty") << QString() << SourceAlerts::emptyLink << QString();
-        QTest::newRow("only blanks is not empty")
-            << QStringLiteral("   ") << SourceAlerts::invalidLink << QString();
-        QTest::newRow("leading blank")
-            << QStringLiteral(" https://new.example/") << SourceAlerts::invalidLink << QString();
-        QTest::newRow("space inside")
-            << QStringLiteral("https://new.example/my repo/") << SourceAlerts::invalidLink << QString();
-        QTest::newRow("no scheme") << QStringLiteral("new.example/apt/") << SourceAlerts::invalidLink
-                                   << QString();
-        QTest::newRow("other scheme")
-            << QStringLiteral("ftp://new.example/") << SourceAlerts::invalidLink << QString();
-        QTest::newRow("bad escape") << QStringLiteral("https://new.example/%zz") << SourceAlerts::invalidLink
-                                    << QString();
-        QTest::newRow("same link") << QStringLiteral("https://repo.example/apt/") << SourceAlerts::duplicate
-                                   << QString();
-        QTest::newRow("same link upper case")
-            << QStringLiteral("HTTPS://REPO.EXAMPLE/APT/") << SourceAlerts::duplicate << QString();
-        QTest::newRow("missing slash is another link")
-            << QStringLiteral("https://repo.example/apt") << added << QStringLiteral("Repo.example");
-        QTest::newRow("http") << QStringLiteral("http://www.old.example/") << added
-                              << QStringLiteral("Old.example");
-        QTest::newRow("query and fragment")
-            << QStringLiteral("https://q.example/apt/?dist=./#x") << added << QStringLiteral("Q.example");
-        QTest::newRow("non-ASCII path")
-            << QStringLiteral("https://ü.example/مستودع/") << added << QStringLiteral("Ü.example");
+        const auto refused = [](const char *tag, const QString &link, const QString &alert) {
+            QTest::newRow(tag) << link << alert << QString();
+        };
+        const auto added = [](const char *tag, const QString &link, const QString &name) {
+            QTest::newRow(tag) << link << SourceAlerts::added << name;
+        };
+        refused("empty", QString(), SourceAlerts::emptyLink);
+        refused("only blanks is not empty", u"   "_s, SourceAlerts::invalidLink);
+        refused("leading blank", u" https://new.example/"_s, SourceAlerts::invalidLink);
+        refused("space inside", u"https://new.example/my repo/"_s, SourceAlerts::invalidLink);
+        refused("no scheme", u"new.example/apt/"_s, SourceAlerts::invalidLink);
+        refused("other scheme", u"ftp://new.example/"_s, SourceAlerts::invalidLink);
+        refused("bad escape", u"https://new.example/%zz"_s, SourceAlerts::invalidLink);
+        refused("same link", u"https://repo.example/apt/"_s, SourceAlerts::duplicate);
+        refused("same link upper case", u"HTTPS://REPO.EXAMPLE/APT/"_s, SourceAlerts::duplicate);
+        added("missing slash is another link", u"https://repo.example/apt"_s, u"Repo.example"_s);
+        added("http", u"http://www.old.example/"_s, u"Old.example"_s);
+        added("query and fragment", u"https://q.example/apt/?dist=./#x"_s, u"Q.example"_s);
+        added("non-ASCII path", u"https://ü.example/مستودع/"_s, u"Ü.example"_s);
     }
     void addSource()
     {
         QFETCH(QString, link);
         QFETCH(QString, alert);
         QFETCH(QString, name);
-        const QList<RepoSource> before{builtIn(QStringLiteral("https://repo.example/apt/"))};
+        const QList<RepoSource> before{builtIn(u"https://repo.example/apt/"_s)};
         const SourceEdit edit = ::addSource(before, link);
         QCOMPARE(edit.alert, alert);
         if (name.isEmpty()) {
@@ -134,7 +114,7 @@ private Q_SLOTS:
         QVERIFY(edit.sources);
         QCOMPARE(edit.sources->size(), 2);
         // Newest first, kept exactly as typed.
-        QCOMPARE(edit.sources->first(), (RepoSource{link, name, link, QStringLiteral("Repos.png"), false}));
+        QCOMPARE(edit.sources->first(), (RepoSource{link, name, link, u"Repos.png"_s, false}));
         QCOMPARE(edit.sources->at(1), before.first());
     }
 
@@ -143,33 +123,26 @@ private Q_SLOTS:
         QTest::addColumn<RepoSource>("target");
         QTest::addColumn<QString>("alert");
         QTest::addColumn<int>("remaining");
-        QTest::newRow("user source") << userSource(QStringLiteral("https://u.example/"),
-                                                   QStringLiteral("Mine"))
-                                     << SourceAlerts::deleted(QStringLiteral("Mine")) << 2;
+        QTest::newRow("user source") << userSource(u"https://u.example/"_s, u"Mine"_s)
+                                     << u"تم حذف السورس Mine."_s << 2;
         QTest::newRow("built-in refused")
-            << builtIn(QStringLiteral("https://b.example/")) << SourceAlerts::cannotDeleteDefault << 3;
-        QTest::newRow("already gone: silent")
-            << userSource(QStringLiteral("https://gone.example/")) << QString() << 3;
+            << builtIn(u"https://b.example/"_s) << SourceAlerts::cannotDeleteDefault << 3;
+        QTest::newRow("already gone: silent") << userSource(u"https://gone.example/"_s) << QString() << 3;
         QTest::newRow("same link, other name: not the record")
-            << userSource(QStringLiteral("https://u.example/"), QStringLiteral("Renamed")) << QString() << 3;
+            << userSource(u"https://u.example/"_s, u"Renamed"_s) << QString() << 3;
     }
     void deleteSource()
     {
         QFETCH(RepoSource, target);
         QFETCH(QString, alert);
         QFETCH(int, remaining);
-        const QList<RepoSource> before{
-            userSource(QStringLiteral("https://u.example/"), QStringLiteral("Mine")),
-            builtIn(QStringLiteral("https://b.example/")), userSource(QStringLiteral("https://u2.example/"))};
+        const QList<RepoSource> before{userSource(u"https://u.example/"_s, u"Mine"_s),
+                                       builtIn(u"https://b.example/"_s),
+                                       userSource(u"https://u2.example/"_s)};
         const SourceEdit edit = ::deleteSource(before, target);
         QCOMPARE(edit.alert, alert);
         QCOMPARE(edit.sources.value_or(before).size(), remaining);
         QVERIFY(!edit.sources.value_or(before).contains(target) || remaining == 3);
-    }
-
-    void deletedAlertEndsWithNameAndFullStop()
-    {
-        QCOMPARE(SourceAlerts::deleted(QStringLiteral("X")), QStringLiteral("تم حذف السورس X."));
     }
 };
 

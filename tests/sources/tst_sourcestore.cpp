@@ -4,18 +4,19 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-RepoSource source(const QString &link, bool isDefault, const QString &name = QStringLiteral("Name"))
+RepoSource source(const QString &link, bool isDefault, const QString &name = u"Name"_s)
 {
-    return RepoSource{link, name, link, isDefault ? QStringLiteral("x_icon") : QStringLiteral("Repos.png"),
-                      isDefault};
+    return RepoSource{link, name, link, isDefault ? u"x_icon"_s : u"Repos.png"_s, isDefault};
 }
 
 const QList<RepoSource> catalogue{
-    source(QStringLiteral("https://one.example/"), true, QStringLiteral("One")),
-    source(QStringLiteral("https://two.example/apt/"), true, QStringLiteral("Two")),
-    source(QStringLiteral("http://three.example/"), true, QStringLiteral("Three")),
+    source(u"https://one.example/"_s, true, u"One"_s),
+    source(u"https://two.example/apt/"_s, true, u"Two"_s),
+    source(u"http://three.example/"_s, true, u"Three"_s),
 };
 
 } // namespace
@@ -33,28 +34,15 @@ private Q_SLOTS:
         QVERIFY(!t.settings->contains(SourceStore::sourcesKey + SourceStore::unreadableSuffix));
     }
 
-    void roundTripAcrossLaunches()
-    {
-        TestPlatform t;
-        const QList<RepoSource> saved{
-            source(QStringLiteral("https://mine.example/repo"), false, QStringLiteral("Mine 🔥")),
-            catalogue.at(0), catalogue.at(1), catalogue.at(2)};
-        SourceStore(*t.settings).saveSources(saved);
-        t.reopen();
-        QCOMPARE(SourceStore(*t.settings).loadSources(catalogue), saved);
-    }
-
     void savedRecordsWinAndKeepTheirPlace()
     {
         TestPlatform t;
         // A saved record shadowing a catalogue row (other case, no trailing slash) keeps its
         // name and flag; catalogue rows missing from the saved list go to the end; a saved
         // built-in the catalogue dropped stays.
-        const RepoSource shadow =
-            source(QStringLiteral("HTTPS://TWO.example/apt"), false, QStringLiteral("My Two"));
-        const RepoSource retired =
-            source(QStringLiteral("https://retired.example/"), true, QStringLiteral("Retired"));
-        const RepoSource mine = source(QStringLiteral("https://mine.example/"), false);
+        const RepoSource shadow = source(u"HTTPS://TWO.example/apt"_s, false, u"My Two"_s);
+        const RepoSource retired = source(u"https://retired.example/"_s, true, u"Retired"_s);
+        const RepoSource mine = source(u"https://mine.example/"_s, false);
         SourceStore(*t.settings).saveSources({mine, shadow, retired, catalogue.at(2)});
         t.reopen();
         const QList<RepoSource> expected{mine, shadow, retired, catalogue.at(2), catalogue.at(0)};
@@ -64,8 +52,8 @@ private Q_SLOTS:
     void duplicatesInTheSavedListCollapse()
     {
         TestPlatform t;
-        const RepoSource mine = source(QStringLiteral("https://mine.example/"), false);
-        SourceStore(*t.settings).saveSources({mine, source(QStringLiteral(" https://MINE.example "), false)});
+        const RepoSource mine = source(u"https://mine.example/"_s, false);
+        SourceStore(*t.settings).saveSources({mine, source(u" https://MINE.example "_s, false)});
         QCOMPARE(SourceStore(*t.settings).loadSources({}), QList<RepoSource>{mine});
     }
 
@@ -78,7 +66,7 @@ private Q_SLOTS:
         t.reopen();
         const QList<RepoSource> loaded = SourceStore(*t.settings).loadSources(catalogue);
         QCOMPARE(loaded.size(), 4);
-        QCOMPARE(loaded.first().link, QStringLiteral("https://u.example/"));
+        QCOMPARE(loaded.first().link, u"https://u.example/"_s);
     }
 
     void unreadableSourcesAreSetAsideNotLost_data()
@@ -90,7 +78,7 @@ private Q_SLOTS:
             << QVariant(QByteArray("[{\"id\":\"u\",\"name\":\"U\",\"link\":\"l\",\"imageName\":\"m\"}]"));
         QTest::newRow("binary junk") << QVariant(QByteArray("\x00\xff\xfe junk", 9));
         QTest::newRow("a number") << QVariant(42);
-        QTest::newRow("a list") << QVariant(QStringList{QStringLiteral("a"), QStringLiteral("b")});
+        QTest::newRow("a list") << QVariant(QStringList{u"a"_s, u"b"_s});
     }
     void unreadableSourcesAreSetAsideNotLost()
     {
@@ -118,8 +106,8 @@ private Q_SLOTS:
             (void)SourceStore(*t.settings).loadSources(catalogue);
         }
         QCOMPARE(t.settings->value(aside).toByteArray(), QByteArray("first bad"));
-        QCOMPARE(t.settings->value(aside + QStringLiteral(".2")).toByteArray(), QByteArray("second bad"));
-        QVERIFY(!t.settings->contains(aside + QStringLiteral(".3")));
+        QCOMPARE(t.settings->value(aside + u".2"_s).toByteArray(), QByteArray("second bad"));
+        QVERIFY(!t.settings->contains(aside + u".3"_s));
     }
 
     void favoritesRoundTrip_data()
@@ -127,10 +115,9 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("links");
         QTest::newRow("none") << QStringList{};
         // INI keeps a one-entry list as a bare string; it must come back as a list.
-        QTest::newRow("one") << QStringList{QStringLiteral("https://one.example/")};
+        QTest::newRow("one") << QStringList{u"https://one.example/"_s};
         QTest::newRow("several, with a comma")
-            << QStringList{QStringLiteral("https://a.example/x,y"), QStringLiteral("https://b.example/"),
-                           QStringLiteral("c")};
+            << QStringList{u"https://a.example/x,y"_s, u"https://b.example/"_s, u"c"_s};
     }
     void favoritesRoundTrip()
     {
@@ -153,7 +140,7 @@ private Q_SLOTS:
     void unreadableFavoritesAreSetAside()
     {
         TestPlatform t;
-        const QVariantMap bad{{QStringLiteral("k"), 1}};
+        const QVariantMap bad{{u"k"_s, 1}};
         t.settings->setValue(SourceStore::favoriteSourcesKey, bad);
         t.reopen();
         QCOMPARE(SourceStore(*t.settings).loadFavorites(), std::nullopt);

@@ -1,0 +1,529 @@
+// Loads every source of a generated 144-repository catalogue the way the app does, from a real nginx on
+// loopback, and measures one run of each case: cold (empty cache), warm (every index answers 304) and
+// offline (server gone, cache only). During the cold load it also records the time to the first
+// non-empty package pool, the longest pause of the main thread's event loop and the peak RSS.
+// Driven by bench/load-all, which makes the repositories (bench/make-repos) and times apt-get beside it.
+//
+// usage: tallowpine-loadall-bench --repos DIR [--json FILE] [--mode packages|sources]
+// Main thread only; the app's own loader threads do the loading.
+#include "app/platform.h"
+#include "app/repoviewmodel.h"
+#include "index/cachepaths.h"
+#include "index/indexdownload.h"
+#include "search/filterpipeline.h"
+#include "testcertificates.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSettings>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QThreadPool>
+#include <QTimer>
+
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <map>
+
+namespace {
+
+struct Repo
+{
+    QString name;
+    QString kind; // gz, plain, missing, stalled-gz, stalled-plain
+    qint64 packages = 0;
+    qint64 plainBytes = 0;
+    qint64 servedBytes = 0;
+};
+
+QList<Repo> readRepos(const QString &dir)
+{
+    QFile file(dir + QStringLiteral("/repos.tsv"));
+    QList<Repo> repos;
+    if (!file.open(QIODevice::ReadOnly))
+        return repos;
+    file.readLine(); // header
+    while (!file.atEnd()) {
+        const QList<QByteArray> cells = file.readLine().trimmed().split('\t');
+        if (cells.size() != 5)
+            continue;
+        repos.append({QString::fromUtf8(cells[0]), QString::fromUtf8(cells[1]), cells[2].toLongLong(),
+                      cells[3].toLongLong(), cells[4].toLongLong()});
+    }
+    return repos;
+}
+
+// The repositories' own nginx configuration (its rate map slows the stalled ones down), filled in
+// and run as a child that dies with us, so a crash here never leaves a server behind.
+class RepoServer
+{
+public:
+    RepoServer(const QString &repoDir, const TestCertificates &certificates)
+    {
+        QFile in(repoDir + QStringLiteral("/nginx.conf.in"));
+        QTcpServer probe;
+        if (!in.open(QIODevice::ReadOnly) || !probe.listen(QHostAddress::LocalHost, 0))
+            return;
+        const quint16 port = probe.serverPort();
+        probe.close();
+        QString config = QString::fromUtf8(in.readAll());
+        config.replace(QStringLiteral("@PORT@"), QString::number(port))
+            .replace(QStringLiteral("@CERT@"), certificates.certificateFile())
+            .replace(QStringLiteral("@KEY@"), certificates.keyFile())
+            .replace(QStringLiteral("@ROOT@"), QDir(repoDir).absolutePath())
+            .replace(QStringLiteral("@RUN@"), m_run.path());
+        QFile out(m_run.filePath(QStringLiteral("nginx.conf")));
+        if (!out.open(QIODevice::WriteOnly))
+            return;
+        out.write(config.toUtf8());
+        out.close();
+        m_process.setProcessChannelMode(QProcess::ForwardedChannels);
+        m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+        m_process.start(QStringLiteral("nginx"), {QStringLiteral("-p"), m_run.path(), QStringLiteral("-c"),
+                                                  out.fileName(), QStringLiteral("-e"),
+                                                  m_run.filePath(QStringLiteral("error.log"))});
+        if (!m_process.waitForStarted(5000))
+            return;
+        for (int i = 0; i < 250 && m_process.state() == QProcess::Running; ++i) {
+            QTcpSocket socket;
+            socket.connectToHost(QHostAddress::LocalHost, port);
+            if (socket.waitForConnected(200)) {
+                m_port = port;
+                return;
+            }
+            QThread::msleep(20);
+        }
+    }
+    ~RepoServer() { stop(); }
+
+    [[nodiscard]] quint16 port() const { return m_port; }
+
+    void stop()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
+        m_process.waitForFinished(2000);
+    }
+
+private:
+    QTemporaryDir m_run;
+    QProcess m_process;
+    quint16 m_port = 0;
+};
+
+long currentRssKiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLong();
+    }
+    return 0;
+}
+
+// The process's peak RSS since the last resetPeakRss(): VmHWM, which getrusage's ru_maxrss also reads
+// but cannot reset.
+long peakRssKiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLong();
+    }
+    return 0;
+}
+
+// Each phase measures its own peak: Linux resets VmHWM to the current RSS on "5" in clear_refs.
+void resetPeakRss()
+{
+    QFile clear(QStringLiteral("/proc/self/clear_refs"));
+    if (!clear.open(QIODevice::WriteOnly) || clear.write("5") != 1)
+        std::fprintf(stderr, "loadall: cannot reset the peak RSS; later phases show the run's peak\n");
+}
+
+double cpuMsSoFar()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+}
+
+struct PhaseResult
+{
+    QString name;
+    double wallMs = 0;
+    double firstResultMs = -1;  // first allPackagesChanged with a non-empty pool
+    double allButStalledMs = 0; // when the last source that is not slowed down finished
+    double maxStallMs = 0;      // longest gap between two ticks of a 1 ms timer on this thread
+    double maxStallEndMs = 0;   // when that gap ended
+    double startCallMs = 0;     // how long the loadAllPackages() call itself took
+    int stallsOver16Ms = 0;
+    qint64 ticks = 0;
+    qint64 packages = 0;
+    std::map<QString, int> served;
+    long rssBeforeKiB = 0;
+    long rssAfterKiB = 0;
+    long peakRssKiB = 0;
+    double cpuMs = 0; // user + system time of the whole process during the phase
+    bool finished = false;
+};
+
+// A what-if for the report, not something the app does: the main thread raised above the loader
+// threads (which were created at the normal level) while they run.
+void setMainThreadNice(int nice)
+{
+    if (setpriority(PRIO_PROCESS, id_t(gettid()), nice) != 0)
+        std::perror("loadall: setpriority");
+}
+
+PhaseResult runPhase(const QString &name, const Platform &platform, const QList<Repo> &repos,
+                     const QString &linkBase, bool packagesMode, int mainThreadBoost)
+{
+    PhaseResult result;
+    result.name = name;
+    resetPeakRss();
+    result.rssBeforeKiB = currentRssKiB();
+
+    RepoViewModel model(platform);
+    if (packagesMode)
+        model.setSelectedMode(RepoViewModel::AllPackages);
+
+    QEventLoop loop;
+    QElapsedTimer clock;
+
+    // Event-loop responsiveness: a 1 ms precise timer ticks whenever the main thread is free; the
+    // longest gap between ticks is the longest time the screen could not have been redrawn.
+    QTimer ticker;
+    ticker.setTimerType(Qt::PreciseTimer);
+    ticker.setInterval(1);
+    qint64 lastTick = 0;
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        const double gapMs = double(now - lastTick) / 1e6;
+        if (gapMs > result.maxStallMs) {
+            result.maxStallMs = gapMs;
+            result.maxStallEndMs = double(now) / 1e6;
+        }
+        if (gapMs > 16.0)
+            ++result.stallsOver16Ms;
+        ++result.ticks;
+        lastTick = now;
+    });
+
+    QObject::connect(&model, &RepoViewModel::allPackagesChanged, [&] {
+        if (result.firstResultMs < 0 && !model.allPackages().isEmpty())
+            result.firstResultMs = double(clock.nsecsElapsed()) / 1e6;
+    });
+
+    // Which sources finished when: a link leaves the loading set as its result is published.
+    QSet<QString> stalledLinks;
+    for (const Repo &repo : repos) {
+        if (repo.kind.startsWith(QLatin1String("stalled")))
+            stalledLinks.insert(linkBase + repo.name + QLatin1Char('/'));
+    }
+    QSet<QString> loading;
+    QObject::connect(&model, &RepoViewModel::loadingLinksChanged, [&] {
+        const QSet<QString> &now = model.loadingLinks();
+        for (const QString &link : std::as_const(loading)) {
+            if (!now.contains(link) && !stalledLinks.contains(link))
+                result.allButStalledMs = double(clock.nsecsElapsed()) / 1e6;
+        }
+        loading = now;
+    });
+
+    QTimer limit;
+    limit.setSingleShot(true);
+    QObject::connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    limit.start(300000);
+
+    const double cpuBefore = cpuMsSoFar();
+    clock.start();
+    ticker.start();
+    model.loadAllPackages([&] {
+        result.wallMs = double(clock.nsecsElapsed()) / 1e6;
+        result.finished = true;
+        loop.quit();
+    });
+    result.startCallMs = double(clock.nsecsElapsed()) / 1e6;
+    if (mainThreadBoost != 0)
+        setMainThreadNice(-mainThreadBoost);
+    loop.exec();
+    ticker.stop();
+    if (mainThreadBoost != 0)
+        setMainThreadNice(0);
+    result.cpuMs = cpuMsSoFar() - cpuBefore;
+
+    result.packages = model.allPackages().size();
+    for (const RepoSource &source : model.sources())
+        ++result.served[servedFromName(model.loader().lastServedFrom(source.link))];
+    result.rssAfterKiB = currentRssKiB();
+    result.peakRssKiB = peakRssKiB();
+    return result;
+}
+
+// A what-if for the report, not the app's code path: the same per-source load (loadSourceIndex) on a
+// pool of a few threads instead of one thread per source, each result appended to a pool on this
+// thread and handed to a filter pipeline in "All Packages" mode, as the state object does. Shows what
+// bounding the loader's concurrency would do to the main thread's pauses, the time and the memory.
+PhaseResult runBoundedPhase(const QString &name, const Platform &platform, const QList<RepoSource> &sources,
+                            int threads)
+{
+    PhaseResult result;
+    result.name = name;
+    resetPeakRss();
+    result.rssBeforeKiB = currentRssKiB();
+    const LoadEnvironment environment{cacheRootIn(platform.dataDirectory), platform.deviceRoot, platform.timeouts,
+                                      nullptr};
+    QThreadPool workers;
+    workers.setMaxThreadCount(threads);
+    FilterPipeline pipeline;
+    pipeline.setPackagesMode(true);
+    pipeline.setSearchText(QString());
+    PackagePool pool;
+
+    QEventLoop loop;
+    QElapsedTimer clock;
+    QTimer ticker;
+    ticker.setTimerType(Qt::PreciseTimer);
+    ticker.setInterval(1);
+    qint64 lastTick = 0;
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        const double gapMs = double(now - lastTick) / 1e6;
+        if (gapMs > result.maxStallMs) {
+            result.maxStallMs = gapMs;
+            result.maxStallEndMs = double(now) / 1e6;
+        }
+        if (gapMs > 16.0)
+            ++result.stallsOver16Ms;
+        ++result.ticks;
+        lastTick = now;
+    });
+
+    qsizetype remaining = sources.size();
+    QObject context;
+    const double cpuBefore = cpuMsSoFar();
+    clock.start();
+    ticker.start();
+    for (const RepoSource &source : sources) {
+        workers.start([&, link = source.link] {
+            auto loaded = std::make_shared<const LoadResult>(loadSourceIndex(link, false, environment));
+            QMetaObject::invokeMethod(
+                &context,
+                [&, loaded] {
+                    ++result.served[servedFromName(loaded->servedFrom)];
+                    pool.append(loaded->packages);
+                    pipeline.setPool(pool);
+                    if (result.firstResultMs < 0 && !pool.isEmpty())
+                        result.firstResultMs = double(clock.nsecsElapsed()) / 1e6;
+                    if (--remaining == 0) {
+                        result.wallMs = double(clock.nsecsElapsed()) / 1e6;
+                        result.finished = true;
+                        loop.quit();
+                    }
+                },
+                Qt::QueuedConnection);
+        });
+    }
+    result.startCallMs = double(clock.nsecsElapsed()) / 1e6;
+    QTimer::singleShot(300000, &loop, &QEventLoop::quit);
+    loop.exec();
+    ticker.stop();
+    workers.waitForDone();
+    result.cpuMs = cpuMsSoFar() - cpuBefore;
+    result.allButStalledMs = result.wallMs;
+    result.packages = pool.size();
+    result.rssAfterKiB = currentRssKiB();
+    result.peakRssKiB = peakRssKiB();
+    return result;
+}
+
+QJsonObject toJson(const PhaseResult &r)
+{
+    QJsonObject served;
+    for (const auto &[how, count] : r.served)
+        served.insert(how, count);
+    return QJsonObject{{QStringLiteral("name"), r.name},
+                       {QStringLiteral("finished"), r.finished},
+                       {QStringLiteral("wall_ms"), r.wallMs},
+                       {QStringLiteral("first_result_ms"), r.firstResultMs},
+                       {QStringLiteral("all_but_stalled_ms"), r.allButStalledMs},
+                       {QStringLiteral("max_stall_ms"), r.maxStallMs},
+                       {QStringLiteral("max_stall_end_ms"), r.maxStallEndMs},
+                       {QStringLiteral("cpu_ms"), r.cpuMs},
+                       {QStringLiteral("start_call_ms"), r.startCallMs},
+                       {QStringLiteral("stalls_over_16ms"), r.stallsOver16Ms},
+                       {QStringLiteral("ticks"), r.ticks},
+                       {QStringLiteral("packages"), r.packages},
+                       {QStringLiteral("served"), served},
+                       {QStringLiteral("rss_before_kib"), qint64(r.rssBeforeKiB)},
+                       {QStringLiteral("rss_after_kib"), qint64(r.rssAfterKiB)},
+                       {QStringLiteral("peak_rss_kib"), qint64(r.peakRssKiB)}};
+}
+
+QString servedText(const PhaseResult &r)
+{
+    QStringList parts;
+    for (const auto &[how, count] : r.served)
+        parts.append(QStringLiteral("%1 %2").arg(how).arg(count));
+    return parts.join(QStringLiteral(", "));
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Cold, warm and offline loadAllPackages over loopback nginx."));
+    parser.addHelpOption();
+    const QCommandLineOption reposOption(QStringLiteral("repos"), QStringLiteral("Tree made by bench/make-repos."),
+                                         QStringLiteral("DIR"));
+    const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Also write the results here."),
+                                        QStringLiteral("FILE"));
+    const QCommandLineOption modeOption(
+        QStringLiteral("mode"),
+        QStringLiteral("Screen shown while loading: packages (the filter re-runs on every append) or sources."),
+        QStringLiteral("MODE"), QStringLiteral("packages"));
+    const QCommandLineOption boostOption(
+        QStringLiteral("main-thread-boost"),
+        QStringLiteral("What-if: lower the main thread's nice value by N once the loads have started."),
+        QStringLiteral("N"), QStringLiteral("0"));
+    const QCommandLineOption poolOption(
+        QStringLiteral("what-if-pool"),
+        QStringLiteral("What-if: also run warm and offline loads on a pool of N threads (0: skip)."),
+        QStringLiteral("N"), QStringLiteral("0"));
+    parser.addOptions({reposOption, jsonOption, modeOption, boostOption, poolOption});
+    parser.process(app);
+    if (!parser.isSet(reposOption))
+        parser.showHelp(1);
+
+    const QString repoDir = parser.value(reposOption);
+    const QList<Repo> repos = readRepos(repoDir);
+    if (repos.isEmpty()) {
+        std::fprintf(stderr, "loadall: no repos.tsv in %s (run bench/make-repos)\n", qPrintable(repoDir));
+        return 1;
+    }
+    const bool packagesMode = parser.value(modeOption) != QLatin1String("sources");
+    const int boost = parser.value(boostOption).toInt();
+    const int whatIfPool = parser.value(poolOption).toInt();
+
+    const TestCertificates certificates;
+    if (!certificates.isValid()) {
+        std::fprintf(stderr, "loadall: openssl could not make the test certificates\n");
+        return 1;
+    }
+    // Before any network access manager exists, as --ca-file does it.
+    certificates.trustInThisProcess();
+
+    RepoServer server(repoDir, certificates);
+    if (server.port() == 0) {
+        std::fprintf(stderr, "loadall: nginx did not start\n");
+        return 1;
+    }
+    const QString linkBase = QStringLiteral("https://127.0.0.1:%1/app/").arg(server.port());
+
+    QList<RepoSource> catalogue;
+    qint64 expectedPackages = 0, plainBytes = 0, servedBytes = 0;
+    for (const Repo &repo : repos) {
+        catalogue.append({repo.name, repo.name, linkBase + repo.name + QLatin1Char('/'), QString(), true});
+        expectedPackages += repo.packages;
+        plainBytes += repo.plainBytes;
+        servedBytes += repo.servedBytes;
+    }
+
+    QTemporaryDir work;
+    QDir(work.path()).mkpath(QStringLiteral("device"));
+    QDir(work.path()).mkpath(QStringLiteral("data"));
+    Platform platform;
+    platform.settings =
+        std::make_shared<QSettings>(work.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
+    platform.dataDirectory = work.filePath(QStringLiteral("data"));
+    platform.deviceRoot = DeviceRoot(work.filePath(QStringLiteral("device")));
+    platform.catalogue = catalogue;
+    platform.diagnostics = stderr;
+
+    const PhaseResult cold = runPhase(QStringLiteral("cold"), platform, repos, linkBase, packagesMode, boost);
+    const PhaseResult warm = runPhase(QStringLiteral("warm"), platform, repos, linkBase, packagesMode, boost);
+    QList<PhaseResult> whatIf;
+    const QString poolName = QStringLiteral("%1 (pool of %2)");
+    if (whatIfPool > 0)
+        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("warm")).arg(whatIfPool), platform, catalogue,
+                                      whatIfPool));
+    server.stop();
+    const PhaseResult offline = runPhase(QStringLiteral("offline"), platform, repos, linkBase, packagesMode, boost);
+    if (whatIfPool > 0)
+        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("offline")).arg(whatIfPool), platform,
+                                      catalogue, whatIfPool));
+
+    std::printf("\nloadAllPackages over %lld sources, %lld packages in the indexes, %.1f MB plain text, %.1f MB "
+                "served (screen: %s%s)\n",
+                qint64(repos.size()), expectedPackages, double(plainBytes) / 1e6, double(servedBytes) / 1e6,
+                packagesMode ? "All Packages" : "All Sources",
+                boost ? qPrintable(QStringLiteral(", main thread nice -%1").arg(boost)) : "");
+    std::printf("%-20s %8s %8s %9s %9s %9s %6s %8s %8s %9s  %s\n", "phase", "wall ms", "first ms",
+                "unslowed", "max stall", "stall end", ">16ms", "cpu ms", "packages", "peak MiB", "served");
+    QList<const PhaseResult *> rows{&cold, &warm, &offline};
+    for (const PhaseResult &r : whatIf)
+        rows.append(&r);
+    for (const PhaseResult *r : rows) {
+        std::printf("%-20s %8.0f %8.0f %9.0f %9.1f %9.0f %6d %8.0f %8lld %9.1f  %s%s\n", qPrintable(r->name),
+                    r->wallMs, r->firstResultMs, r->allButStalledMs, r->maxStallMs, r->maxStallEndMs,
+                    r->stallsOver16Ms, r->cpuMs, r->packages, double(r->peakRssKiB) / 1024.0,
+                    qPrintable(servedText(*r)), r->finished ? "" : "  (DID NOT FINISH)");
+    }
+    std::printf("(unslowed: when the last source that is not rate-limited finished; stall end: when the longest\n"
+                " main-thread gap ended, from the start of the load)\n");
+    std::printf("RSS before the cold load %.1f MiB; its peak %.1f MiB (%.2f x the plain text)\n",
+                double(cold.rssBeforeKiB) / 1024.0, double(cold.peakRssKiB) / 1024.0,
+                double(cold.peakRssKiB) * 1024.0 / double(plainBytes));
+    if (cold.packages != expectedPackages) {
+        std::printf("Loaded %lld of the %lld packages in the indexes: a raw-DEFLATE index is decoded into a buffer\n"
+                    "of twice its compressed size, and text past that is dropped.\n",
+                    cold.packages, expectedPackages);
+    }
+
+    if (parser.isSet(jsonOption)) {
+        QFile out(parser.value(jsonOption));
+        if (out.open(QIODevice::WriteOnly)) {
+            QJsonArray phases;
+            for (const PhaseResult *r : rows)
+                phases.append(toJson(*r));
+            const QJsonObject root{{QStringLiteral("sources"), qint64(repos.size())},
+                                   {QStringLiteral("expected_packages"), expectedPackages},
+                                   {QStringLiteral("plain_bytes"), plainBytes},
+                                   {QStringLiteral("served_bytes"), servedBytes},
+                                   {QStringLiteral("packages_mode"), packagesMode},
+                                   {QStringLiteral("phases"), phases}};
+            out.write(QJsonDocument(root).toJson());
+        }
+    }
+    // Every phase must end, and the cache must give back exactly what the network gave.
+    const bool complete = cold.finished && warm.finished && offline.finished && cold.packages > 0 &&
+                          warm.packages == cold.packages && offline.packages == cold.packages;
+    if (!complete)
+        std::fprintf(stderr, "loadall: a phase did not finish, or the phases loaded different packages\n");
+    return complete ? 0 : 1;
+}
