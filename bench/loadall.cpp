@@ -6,6 +6,7 @@
 //
 // usage: tallowpine-loadall-bench --repos DIR [--json FILE] [--mode packages|sources]
 // Main thread only; the app's own loader threads do the loading.
+#include "common/allocator.h"
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
 #include "index/cachepaths.h"
@@ -395,6 +396,7 @@ QString servedText(const PhaseResult &r)
 
 int main(int argc, char **argv)
 {
+    tuneAllocatorForIndexLoads(); // as the app does
     QCoreApplication app(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Cold, warm and offline loadAllPackages over loopback nginx."));

@@ -2,6 +2,7 @@
 // Main thread.
 #include "app/platform.h"
 #include "app/sharedoptions.h"
+#include "common/allocator.h"
 #include "ui/guiplatform.h"
 
 #include <QCommandLineParser>
@@ -16,6 +17,7 @@ Q_IMPORT_QML_PLUGIN(TallowPinePlugin)
 
 int main(int argc, char *argv[])
 {
+    tuneAllocatorForIndexLoads();
     preferEmojiAndArabicFonts();
     QGuiApplication app(argc, argv);
     QGuiApplication::setOrganizationName(QStringLiteral("TallowPine"));

@@ -1,6 +1,7 @@
 // tallowpine-cli: the app's catalogue from the command line.
 // Main thread.
 #include "cli/clicommands.h"
+#include "common/allocator.h"
 
 #include <QCoreApplication>
 
@@ -8,6 +9,7 @@
 
 int main(int argc, char *argv[])
 {
+    tuneAllocatorForIndexLoads();
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("TallowPine"));
     QCoreApplication::setApplicationName(QStringLiteral("TallowPine"));

@@ -1,5 +1,6 @@
 #include "index/indexdownload.h"
 
+#include "common/cpugate.h"
 #include "device/listkeys.h"
 #include "device/locallists.h"
 #include "index/cachepaths.h"
@@ -21,7 +22,8 @@
 
 namespace {
 
-struct HttpAnswer {
+struct HttpAnswer
+{
     bool answered = false; // an HTTP response arrived (any status)
     int status = 0;
     QByteArray body;
@@ -41,7 +43,8 @@ std::optional<QByteArray> readWhole(const QString &path)
 bool writeAtomically(const QString &path, QByteArrayView bytes)
 {
     QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes.data(), bytes.size()) == bytes.size() && file.commit();
+    return file.open(QIODevice::WriteOnly) && file.write(bytes.data(), bytes.size()) == bytes.size() &&
+           file.commit();
 }
 
 // One GET on this thread's own manager. Gives up after the wait; the reply is then aborted and
@@ -104,9 +107,9 @@ HttpAnswer fetch(QNetworkAccessManager &manager, const QUrl &url, const std::opt
 
 bool looksCompressed(const QUrl &url, const HttpAnswer &answer)
 {
-    return QFileInfo(url.path()).suffix().toLower() == QLatin1String("gz")
-           || answer.contentEncoding.toLower().contains("gzip")
-           || (answer.body.size() >= 2 && quint8(answer.body[0]) == 0x1f && quint8(answer.body[1]) == 0x8b);
+    return QFileInfo(url.path()).suffix().toLower() == QLatin1String("gz") ||
+           answer.contentEncoding.toLower().contains("gzip") ||
+           (answer.body.size() >= 2 && quint8(answer.body[0]) == 0x1f && quint8(answer.body[1]) == 0x8b);
 }
 
 std::optional<QString> optionalHeader(const QByteArray &value)
@@ -114,12 +117,14 @@ std::optional<QString> optionalHeader(const QByteArray &value)
     return value.isNull() ? std::nullopt : std::optional(QString::fromUtf8(value));
 }
 
-struct FetchOutcome {
+struct FetchOutcome
+{
     std::optional<QByteArray> text;
     bool notModified = false;
 };
 
-FetchOutcome conditionalFetch(const QString &link, bool force, const RepoPaths &paths, const LoadEnvironment &env)
+FetchOutcome conditionalFetch(const QString &link, bool force, const RepoPaths &paths,
+                              const LoadEnvironment &env)
 {
     const QList<QUrl> candidates = indexCandidates(link);
     if (candidates.isEmpty())
@@ -139,6 +144,7 @@ FetchOutcome conditionalFetch(const QString &link, bool force, const RepoPaths &
         if (answer.status != 200 || answer.body.isEmpty())
             continue;
 
+        const CpuGate::Pass pass = CpuGate::shared().enter();
         QDir().mkpath(paths.folder);
         std::optional<QByteArray> text;
         if (looksCompressed(url, answer)) {
@@ -216,11 +222,16 @@ std::optional<QByteArray> readLists(const QString &link, const RepoPaths &paths,
 QString servedFromName(ServedFrom servedFrom)
 {
     switch (servedFrom) {
-    case ServedFrom::Network: return QStringLiteral("network");
-    case ServedFrom::NotModified: return QStringLiteral("not-modified");
-    case ServedFrom::Cache: return QStringLiteral("cache");
-    case ServedFrom::Lists: return QStringLiteral("lists");
-    case ServedFrom::Nothing: break;
+    case ServedFrom::Network:
+        return QStringLiteral("network");
+    case ServedFrom::NotModified:
+        return QStringLiteral("not-modified");
+    case ServedFrom::Cache:
+        return QStringLiteral("cache");
+    case ServedFrom::Lists:
+        return QStringLiteral("lists");
+    case ServedFrom::Nothing:
+        break;
     }
     return QStringLiteral("nothing");
 }
@@ -246,11 +257,14 @@ LoadResult loadSourceIndex(const QString &link, bool force, const LoadEnvironmen
     const RepoPaths paths = localCandidates(environment.cacheRoot, link);
 
     const FetchOutcome fetched = conditionalFetch(link, force, paths, environment);
+    // Everything from here on is disk and CPU work.
+    const CpuGate::Pass pass = CpuGate::shared().enter();
     if (fetched.text)
         return {parsePackagesData(*fetched.text, link), ServedFrom::Network};
 
     if (const std::optional<QByteArray> cached = readCache(paths))
-        return {parsePackagesData(*cached, link), fetched.notModified ? ServedFrom::NotModified : ServedFrom::Cache};
+        return {parsePackagesData(*cached, link),
+                fetched.notModified ? ServedFrom::NotModified : ServedFrom::Cache};
 
     if (const std::optional<QByteArray> listed = readLists(link, paths, environment.deviceRoot))
         return {parsePackagesData(*listed, link), ServedFrom::Lists};

@@ -3,21 +3,50 @@
 #include <QHash>
 #include <QStringMatcher>
 
+namespace {
+
+constexpr QChar kBetween(u'\x01');
+constexpr QChar kEnd(u'\0');
+
+// ASCII is lowered in place; anything else takes Qt's full case mapping.
+void appendLowered(QString &out, const std::optional<QStringView> &value)
+{
+    if (!value)
+        return;
+    const bool ascii = std::all_of(value->begin(), value->end(), [](QChar c) { return c.unicode() < 0x80; });
+    if (!ascii) {
+        out += value->toString().toLower();
+        return;
+    }
+    const qsizetype at = out.size();
+    out.resize(at + value->size());
+    QChar *lowered = out.data() + at;
+    for (const QChar c : *value)
+        *lowered++ = (c >= u'A' && c <= u'Z') ? QChar(c.unicode() + 32) : c;
+}
+
+} // namespace
+
 SearchIndex::SearchIndex(const PackageList &packages)
 {
     m_archCodes.reserve(size_t(packages.size()));
-    m_names.starts.reserve(size_t(packages.size()) + 1);
-    m_ids.starts.reserve(size_t(packages.size()) + 1);
+    m_starts.reserve(size_t(packages.size()) + 1);
+    m_separators.reserve(size_t(packages.size()));
     QHash<QString, std::int32_t> codes;
     for (const PackageInfo &package : packages) {
-        append(m_names, package.name());
-        append(m_ids, package.package());
-        const std::optional<QString> architecture = package.architecture();
+        m_starts.push_back(m_text.size());
+        appendLowered(m_text, package.view(PackageInfo::Name));
+        m_separators.push_back(m_text.size());
+        m_text += kBetween;
+        appendLowered(m_text, package.view(PackageInfo::Package));
+        m_text += kEnd;
+
+        const std::optional<QStringView> architecture = package.view(PackageInfo::Architecture);
         if (!architecture) {
             m_archCodes.push_back(-1);
             continue;
         }
-        const QString lowered = architecture->toLower();
+        const QString lowered = architecture->toString().toLower();
         auto code = codes.constFind(lowered);
         if (code == codes.cend()) {
             code = codes.insert(lowered, std::int32_t(m_architectures.size()));
@@ -25,47 +54,39 @@ SearchIndex::SearchIndex(const PackageList &packages)
         }
         m_archCodes.push_back(*code);
     }
-    m_names.starts.push_back(m_names.text.size());
-    m_ids.starts.push_back(m_ids.text.size());
-}
-
-void SearchIndex::append(Column &column, const std::optional<QString> &value)
-{
-    column.starts.push_back(column.text.size());
-    if (value)
-        column.text += value->toLower();
-    column.text += QChar(u'\0');
+    m_starts.push_back(m_text.size());
 }
 
 void SearchIndex::markTextMatches(const QString &loweredText, std::vector<std::uint8_t> &keep) const
 {
-    markMatches(m_names, loweredText, keep);
-    markMatches(m_ids, loweredText, keep);
-}
-
-void SearchIndex::markMatches(const Column &column, const QString &loweredText,
-                              std::vector<std::uint8_t> &keep)
-{
-    const qsizetype rows = qsizetype(column.starts.size()) - 1;
-    if (loweredText.contains(QChar(u'\0'))) {
-        // The separator itself is searched for: compare row by row so no match spans two rows.
+    const qsizetype rows = size();
+    if (loweredText.contains(kEnd) || loweredText.contains(kBetween)) {
+        // The separators themselves are searched for: compare field by field so that no match
+        // spans a name and an identifier, or two rows.
+        const QStringView text(m_text);
         for (qsizetype row = 0; row < rows; ++row) {
-            const QStringView value =
-                QStringView(column.text)
-                    .sliced(column.starts[size_t(row)],
-                            column.starts[size_t(row) + 1] - column.starts[size_t(row)] - 1);
-            if (!keep[size_t(row)] && value.contains(loweredText))
+            const qsizetype start = m_starts[size_t(row)];
+            const qsizetype between = m_separators[size_t(row)];
+            const qsizetype end = m_starts[size_t(row) + 1] - 1;
+            if (text.sliced(start, between - start).contains(loweredText) ||
+                text.sliced(between + 1, end - between - 1).contains(loweredText))
                 keep[size_t(row)] = 1;
         }
         return;
     }
+
+    // One letter is the common first keystroke; a plain character scan beats the matcher there.
     const QStringMatcher matcher(loweredText);
+    const bool single = loweredText.size() == 1;
+    const auto next = [&](qsizetype from) {
+        return single ? QStringView(m_text).indexOf(loweredText.front(), from)
+                      : matcher.indexIn(m_text, from);
+    };
     qsizetype row = 0;
-    for (qsizetype at = matcher.indexIn(column.text, 0); at >= 0 && row < rows;) {
-        while (column.starts[size_t(row) + 1] <= at)
+    for (qsizetype at = next(0); at >= 0; at = next(m_starts[size_t(row) + 1])) {
+        while (m_starts[size_t(row) + 1] <= at)
             ++row;
         keep[size_t(row)] = 1;
-        at = matcher.indexIn(column.text, column.starts[size_t(row) + 1]);
     }
 }
 

@@ -26,17 +26,11 @@ public:
     void dropOtherArchitectures(const QString &architecture, std::vector<std::uint8_t> &keep) const;
 
 private:
-    struct Column
-    {
-        QString text;                  // each row's lower-cased value, then U+0000
-        std::vector<qsizetype> starts; // where each row's value begins, plus the end
-    };
-    static void append(Column &column, const std::optional<QString> &value);
-    static void markMatches(const Column &column, const QString &loweredText,
-                            std::vector<std::uint8_t> &keep);
-
-    Column m_names;
-    Column m_ids;
+    // Each row is its lower-cased name, U+0001, its lower-cased identifier, then U+0000, so one scan
+    // covers a whole block and a hit tells its row by position.
+    QString m_text;
+    std::vector<qsizetype> m_starts;       // where each row begins, plus the end
+    std::vector<qsizetype> m_separators;   // where each row's U+0001 stands
     QStringList m_architectures;           // distinct lower-cased values
     std::vector<std::int32_t> m_archCodes; // index into m_architectures, -1 when absent
 };
