@@ -8,11 +8,13 @@
 
 #include <QObject>
 
+#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 
 class BackgroundJobs : public QObject
 {
@@ -26,14 +28,22 @@ public:
     // Waits for every job still running; their completions are dropped.
     ~BackgroundJobs() override;
 
+    // Returns at once: threads are started by a launcher thread, since creating a hundred of them
+    // while the first ones already run would hold up the caller.
     void start(std::function<Completion()> work);
-    [[nodiscard]] std::size_t running() const { return m_threads.size(); }
 
 private:
     Q_INVOKABLE void deliver();
+    void launch();
 
     std::mutex m_mutex;
-    std::deque<std::pair<quint64, Completion>> m_finished; // guarded by m_mutex
-    std::unordered_map<quint64, std::thread> m_threads;    // owner's thread only
-    quint64 m_nextJob = 0;
+    std::condition_variable m_wake;
+    std::deque<std::pair<quint64, std::function<Completion()>>> m_queued; // guarded by m_mutex
+    std::deque<std::pair<quint64, Completion>> m_finished;                // guarded by m_mutex
+    std::unordered_map<quint64, std::thread> m_threads;                   // guarded by m_mutex
+    std::deque<std::thread> m_ended;                                      // guarded by m_mutex
+    std::unordered_set<quint64> m_deliveredEarly;                         // guarded by m_mutex
+    bool m_stopping = false;                                              // guarded by m_mutex
+    quint64 m_nextJob = 0;                                                // owner's thread only
+    std::thread m_launcher;                                               // owner's thread only
 };
