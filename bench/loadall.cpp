@@ -6,9 +6,9 @@
 //
 // usage: tallowpine-loadall-bench --repos DIR [--json FILE] [--mode packages|sources]
 // Main thread only; the app's own loader threads do the loading.
-#include "common/allocator.h"
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
+#include "common/allocator.h"
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
 #include "search/filterpipeline.h"
@@ -94,9 +94,9 @@ public:
         out.close();
         m_process.setProcessChannelMode(QProcess::ForwardedChannels);
         m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-        m_process.start(QStringLiteral("nginx"), {QStringLiteral("-p"), m_run.path(), QStringLiteral("-c"),
-                                                  out.fileName(), QStringLiteral("-e"),
-                                                  m_run.filePath(QStringLiteral("error.log"))});
+        m_process.start(QStringLiteral("nginx"),
+                        {QStringLiteral("-p"), m_run.path(), QStringLiteral("-c"), out.fileName(),
+                         QStringLiteral("-e"), m_run.filePath(QStringLiteral("error.log"))});
         if (!m_process.waitForStarted(5000))
             return;
         for (int i = 0; i < 250 && m_process.state() == QProcess::Running; ++i) {
@@ -199,6 +199,26 @@ void setMainThreadNice(int nice)
         std::perror("loadall: setpriority");
 }
 
+// Event-loop responsiveness: a 1 ms precise timer ticks whenever the main thread is free; the
+// longest gap between ticks is the longest time the screen could not have been redrawn.
+void watchStalls(QTimer &ticker, const QElapsedTimer &clock, PhaseResult &result)
+{
+    ticker.setTimerType(Qt::PreciseTimer);
+    ticker.setInterval(1);
+    QObject::connect(&ticker, &QTimer::timeout, [&clock, &result, lastTick = qint64(0)]() mutable {
+        const qint64 now = clock.nsecsElapsed();
+        const double gapMs = double(now - lastTick) / 1e6;
+        if (gapMs > result.maxStallMs) {
+            result.maxStallMs = gapMs;
+            result.maxStallEndMs = double(now) / 1e6;
+        }
+        if (gapMs > 16.0)
+            ++result.stallsOver16Ms;
+        ++result.ticks;
+        lastTick = now;
+    });
+}
+
 PhaseResult runPhase(const QString &name, const Platform &platform, const QList<Repo> &repos,
                      const QString &linkBase, bool packagesMode, int mainThreadBoost)
 {
@@ -214,24 +234,8 @@ PhaseResult runPhase(const QString &name, const Platform &platform, const QList<
     QEventLoop loop;
     QElapsedTimer clock;
 
-    // Event-loop responsiveness: a 1 ms precise timer ticks whenever the main thread is free; the
-    // longest gap between ticks is the longest time the screen could not have been redrawn.
     QTimer ticker;
-    ticker.setTimerType(Qt::PreciseTimer);
-    ticker.setInterval(1);
-    qint64 lastTick = 0;
-    QObject::connect(&ticker, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        const double gapMs = double(now - lastTick) / 1e6;
-        if (gapMs > result.maxStallMs) {
-            result.maxStallMs = gapMs;
-            result.maxStallEndMs = double(now) / 1e6;
-        }
-        if (gapMs > 16.0)
-            ++result.stallsOver16Ms;
-        ++result.ticks;
-        lastTick = now;
-    });
+    watchStalls(ticker, clock, result);
 
     QObject::connect(&model, &RepoViewModel::allPackagesChanged, [&] {
         if (result.firstResultMs < 0 && !model.allPackages().isEmpty())
@@ -295,8 +299,8 @@ PhaseResult runBoundedPhase(const QString &name, const Platform &platform, const
     result.name = name;
     resetPeakRss();
     result.rssBeforeKiB = currentRssKiB();
-    const LoadEnvironment environment{cacheRootIn(platform.dataDirectory), platform.deviceRoot, platform.timeouts,
-                                      nullptr};
+    const LoadEnvironment environment{cacheRootIn(platform.dataDirectory), platform.deviceRoot,
+                                      platform.timeouts, nullptr};
     QThreadPool workers;
     workers.setMaxThreadCount(threads);
     FilterPipeline pipeline;
@@ -307,21 +311,7 @@ PhaseResult runBoundedPhase(const QString &name, const Platform &platform, const
     QEventLoop loop;
     QElapsedTimer clock;
     QTimer ticker;
-    ticker.setTimerType(Qt::PreciseTimer);
-    ticker.setInterval(1);
-    qint64 lastTick = 0;
-    QObject::connect(&ticker, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        const double gapMs = double(now - lastTick) / 1e6;
-        if (gapMs > result.maxStallMs) {
-            result.maxStallMs = gapMs;
-            result.maxStallEndMs = double(now) / 1e6;
-        }
-        if (gapMs > 16.0)
-            ++result.stallsOver16Ms;
-        ++result.ticks;
-        lastTick = now;
-    });
+    watchStalls(ticker, clock, result);
 
     qsizetype remaining = sources.size();
     QObject context;
@@ -399,15 +389,17 @@ int main(int argc, char **argv)
     tuneAllocatorForIndexLoads(); // as the app does
     QCoreApplication app(argc, argv);
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Cold, warm and offline loadAllPackages over loopback nginx."));
+    parser.setApplicationDescription(
+        QStringLiteral("Cold, warm and offline loadAllPackages over loopback nginx."));
     parser.addHelpOption();
-    const QCommandLineOption reposOption(QStringLiteral("repos"), QStringLiteral("Tree made by bench/make-repos."),
-                                         QStringLiteral("DIR"));
-    const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Also write the results here."),
-                                        QStringLiteral("FILE"));
+    const QCommandLineOption reposOption(
+        QStringLiteral("repos"), QStringLiteral("Tree made by bench/make-repos."), QStringLiteral("DIR"));
+    const QCommandLineOption jsonOption(
+        QStringLiteral("json"), QStringLiteral("Also write the results here."), QStringLiteral("FILE"));
     const QCommandLineOption modeOption(
         QStringLiteral("mode"),
-        QStringLiteral("Screen shown while loading: packages (the filter re-runs on every append) or sources."),
+        QStringLiteral(
+            "Screen shown while loading: packages (the filter re-runs on every append) or sources."),
         QStringLiteral("MODE"), QStringLiteral("packages"));
     const QCommandLineOption boostOption(
         QStringLiteral("main-thread-boost"),
@@ -472,21 +464,23 @@ int main(int argc, char **argv)
     QList<PhaseResult> whatIf;
     const QString poolName = QStringLiteral("%1 (pool of %2)");
     if (whatIfPool > 0)
-        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("warm")).arg(whatIfPool), platform, catalogue,
-                                      whatIfPool));
+        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("warm")).arg(whatIfPool), platform,
+                                      catalogue, whatIfPool));
     server.stop();
-    const PhaseResult offline = runPhase(QStringLiteral("offline"), platform, repos, linkBase, packagesMode, boost);
+    const PhaseResult offline =
+        runPhase(QStringLiteral("offline"), platform, repos, linkBase, packagesMode, boost);
     if (whatIfPool > 0)
         whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("offline")).arg(whatIfPool), platform,
                                       catalogue, whatIfPool));
 
-    std::printf("\nloadAllPackages over %lld sources, %lld packages in the indexes, %.1f MB plain text, %.1f MB "
-                "served (screen: %s%s)\n",
-                qint64(repos.size()), expectedPackages, double(plainBytes) / 1e6, double(servedBytes) / 1e6,
-                packagesMode ? "All Packages" : "All Sources",
-                boost ? qPrintable(QStringLiteral(", main thread nice -%1").arg(boost)) : "");
-    std::printf("%-20s %8s %8s %9s %9s %9s %6s %8s %8s %9s  %s\n", "phase", "wall ms", "first ms",
-                "unslowed", "max stall", "stall end", ">16ms", "cpu ms", "packages", "peak MiB", "served");
+    std::printf(
+        "\nloadAllPackages over %lld sources, %lld packages in the indexes, %.1f MB plain text, %.1f MB "
+        "served (screen: %s%s)\n",
+        qint64(repos.size()), expectedPackages, double(plainBytes) / 1e6, double(servedBytes) / 1e6,
+        packagesMode ? "All Packages" : "All Sources",
+        boost ? qPrintable(QStringLiteral(", main thread nice -%1").arg(boost)) : "");
+    std::printf("%-20s %8s %8s %9s %9s %9s %6s %8s %8s %9s  %s\n", "phase", "wall ms", "first ms", "unslowed",
+                "max stall", "stall end", ">16ms", "cpu ms", "packages", "peak MiB", "served");
     QList<const PhaseResult *> rows{&cold, &warm, &offline};
     for (const PhaseResult &r : whatIf)
         rows.append(&r);
@@ -496,15 +490,17 @@ int main(int argc, char **argv)
                     r->stallsOver16Ms, r->cpuMs, r->packages, double(r->peakRssKiB) / 1024.0,
                     qPrintable(servedText(*r)), r->finished ? "" : "  (DID NOT FINISH)");
     }
-    std::printf("(unslowed: when the last source that is not rate-limited finished; stall end: when the longest\n"
-                " main-thread gap ended, from the start of the load)\n");
+    std::printf(
+        "(unslowed: when the last source that is not rate-limited finished; stall end: when the longest\n"
+        " main-thread gap ended, from the start of the load)\n");
     std::printf("RSS before the cold load %.1f MiB; its peak %.1f MiB (%.2f x the plain text)\n",
                 double(cold.rssBeforeKiB) / 1024.0, double(cold.peakRssKiB) / 1024.0,
                 double(cold.peakRssKiB) * 1024.0 / double(plainBytes));
     if (cold.packages != expectedPackages) {
-        std::printf("Loaded %lld of the %lld packages in the indexes: a raw-DEFLATE index is decoded into a buffer\n"
-                    "of twice its compressed size, and text past that is dropped.\n",
-                    cold.packages, expectedPackages);
+        std::printf(
+            "Loaded %lld of the %lld packages in the indexes: a raw-DEFLATE index is decoded into a buffer\n"
+            "of twice its compressed size, and text past that is dropped.\n",
+            cold.packages, expectedPackages);
     }
 
     if (parser.isSet(jsonOption)) {
