@@ -1,5 +1,7 @@
 #include "index/cachepaths.h"
 
+#include "device/locallists.h"
+
 #include <QDir>
 #include <QStandardPaths>
 
@@ -30,14 +32,9 @@ RepoPaths localCandidates(const QString &cacheRoot, const QString &link)
 
 QString slug(const QString &link)
 {
+    // The cache folder is named like the package manager's list of the same link, only trimmed first;
     // trimmed() drops the same characters as the platform's "white space and newlines" set.
-    QString text = link.trimmed().toLower();
-    text.remove(QLatin1String("https://"));
-    text.remove(QLatin1String("http://"));
-    if (text.endsWith(QLatin1Char('/')))
-        text.chop(1);
-    text.replace(QLatin1Char('/'), QLatin1Char('_'));
-    return text;
+    return convertedListLink(link.trimmed());
 }
 
 QString safeFolderName(const QString &text)
