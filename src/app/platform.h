@@ -29,6 +29,8 @@ struct Platform
     // Where the app's diagnostic lines go: standard output, as the desktop app writes them; the
     // command line keeps its own output clean by sending them to standard error.
     std::FILE *diagnostics = stdout;
+    // Loads never touch the network; the cache and the package managers' lists still serve.
+    bool offline = false;
 
     // What a state object made without arguments (the one the main screen creates) uses.
     // The app sets it before loading its screens; unset parts fall back to the user's settings

@@ -16,7 +16,7 @@ LoadEnvironment loadEnvironment(const Platform &platform)
 {
     const QString cacheRoot =
         platform.dataDirectory.isEmpty() ? defaultCacheRoot() : cacheRootIn(platform.dataDirectory);
-    return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, nullptr};
+    return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, nullptr, platform.offline};
 }
 
 } // namespace

@@ -18,12 +18,15 @@ void addSharedOptions(QCommandLineParser &parser)
          QStringLiteral("dir")},
         {QStringLiteral("ca-file"),
          QStringLiteral("Also trust the certificate authorities in this PEM file."), QStringLiteral("file")},
+        {QStringLiteral("offline"),
+         QStringLiteral("Never use the network: indexes come from the cache and the device's lists.")},
     });
 }
 
 std::optional<QString> applySharedOptions(const QCommandLineParser &parser, Platform &platform)
 {
     platform.settings = openSettings(parser.value(QStringLiteral("settings")));
+    platform.offline = parser.isSet(QStringLiteral("offline"));
     if (parser.isSet(QStringLiteral("data-dir"))) {
         platform.dataDirectory = parser.value(QStringLiteral("data-dir"));
         if (!QDir().mkpath(platform.dataDirectory))

@@ -126,7 +126,7 @@ struct FetchOutcome
 FetchOutcome conditionalFetch(const QString &link, bool force, const RepoPaths &paths,
                               const LoadEnvironment &env)
 {
-    const QList<QUrl> candidates = indexCandidates(link);
+    const QList<QUrl> candidates = env.offline ? QList<QUrl>() : indexCandidates(link);
     if (candidates.isEmpty())
         return {};
     const std::optional<RepoMeta> meta = force ? std::nullopt : readRepoMeta(paths.meta);

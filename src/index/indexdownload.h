@@ -22,6 +22,8 @@ struct LoadEnvironment {
     DownloadTimeouts timeouts;
     // Set when nobody will read the result any more (the app is closing): waits end early.
     std::shared_ptr<const std::atomic_bool> cancelled;
+    // No network at all: the cache and the package managers' lists still serve.
+    bool offline = false;
 };
 
 enum class ServedFrom {

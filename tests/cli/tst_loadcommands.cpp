@@ -107,6 +107,12 @@ private Q_SLOTS:
 
         run = cli({QStringLiteral("load"), QStringLiteral("--force")});
         QCOMPARE(run.lines.at(1), m_links.at(1) + QStringLiteral("\tnetwork\t3"));
+
+        // Offline, not even a conditional request goes out: the cache answers for itself.
+        run = cli({QStringLiteral("load"), QStringLiteral("--offline"), QStringLiteral("--force")});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.lines.at(0), m_links.at(0) + QStringLiteral("\tcache\t3"));
+        QCOMPARE(run.lines.at(1), m_links.at(1) + QStringLiteral("\tcache\t3"));
     }
 
     void searchUsesTheAppsFilter_data()
