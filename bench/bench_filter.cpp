@@ -2,13 +2,15 @@
 // per keystroke: warm (the worker's SearchIndexCache already holds every block, as while typing) and
 // cold (every block indexed first, as after a reload), for typical texts with and without an
 // architecture. Beside them: the naive scan that lower-cases every record per keystroke, and the
-// filter re-run after each of the 144 appends of a load.
+// filter re-run after each of the 144 appends of a load. Last, one source's package screen over
+// 50,000 of those packages, with its own filter (no index: one scan per change).
 // The pool is synthetic unless TALLOWPINE_BENCH_REPOS names a tree made by bench/make-repos; then it
 // is parsed from that tree's plain indexes. Registrations only; main() is in bench_index.cpp.
 #include "index/packageinfo.h"
 #include "index/packagesparser.h"
 #include "search/packagefilter.h"
 #include "search/packagepool.h"
+#include "search/sourcepackagefilter.h"
 
 #include <QDir>
 #include <QFile>
@@ -173,6 +175,48 @@ void BM_FilterDuringLoad(benchmark::State &state, const char *text)
     }
     reportRows(state, rows);
 }
+
+// One large source as its package screen holds it, with one package in a hundred installed.
+struct LargeSource
+{
+    PackageList packages;
+    QSet<QString> installed;
+};
+
+const LargeSource &largeSource()
+{
+    static const LargeSource source = [] {
+        LargeSource s{pool().toList().mid(0, 50000), {}};
+        for (qsizetype i = 0; i < s.packages.size(); i += 100)
+            s.installed.insert(s.packages.at(i).package().value_or(QString()));
+        return s;
+    }();
+    return source;
+}
+
+void BM_SourceScreenFilter(benchmark::State &state, const char *text, const char *architecture,
+                           bool onlyInstalled)
+{
+    const LargeSource &source = largeSource();
+    const SourcePackageQuery query{
+        QString::fromUtf8(text), architecture ? std::optional(QString::fromUtf8(architecture)) : std::nullopt,
+        onlyInstalled};
+    size_t rows = 0;
+    for (auto _ : state) {
+        const std::vector<qsizetype> kept = filterSourcePackages(source.packages, query, source.installed);
+        rows = kept.size();
+        benchmark::DoNotOptimize(kept.data());
+    }
+    state.counters["rows"] = double(rows);
+    state.counters["source"] = double(source.packages.size());
+}
+
+BENCHMARK_CAPTURE(BM_SourceScreenFilter, a, "a", nullptr, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_SourceScreenFilter, miss_zzzz, "zzzz", nullptr, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_SourceScreenFilter, arm64e_only, "", "arm64e", false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_SourceScreenFilter, installed_only, "", nullptr, true)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_SourceScreenFilter, a_arm64e_installed, "a", "arm64e", true)
+    ->Unit(benchmark::kMicrosecond);
 
 #define TALLOWPINE_FILTER_QUERIES(bench)                                                                \
     BENCHMARK_CAPTURE(bench, a, "a", nullptr)->Unit(benchmark::kMillisecond);                           \

@@ -405,6 +405,14 @@ void RepoViewModel::setFilteredPackages(const PackageSelection &packages)
     Q_EMIT filteredPackagesChanged();
 }
 
+SourcePackagesModel *RepoViewModel::makeSourcePackagesModel(const QString &link)
+{
+    auto *model = new SourcePackagesModel(link, packages(link), m_installedPackages);
+    connect(this, &RepoViewModel::installedPackagesChanged, model,
+            [this, model] { model->setInstalledPackages(m_installedPackages); });
+    return model;
+}
+
 bool RepoViewModel::isPackageInstalled(const QString &identifier) const
 {
     return ::isPackageInstalled(m_installedPackages, identifier);
@@ -427,6 +435,7 @@ void RepoViewModel::setInstalledPackages(const QSet<QString> &installed)
     if (m_installedPackages == installed)
         return;
     m_installedPackages = installed;
+    m_filteredPackagesModel->setInstalledPackages(m_installedPackages);
     Q_EMIT installedPackagesChanged();
 }
 
@@ -478,6 +487,7 @@ void RepoViewModel::setLoading(const QString &link, bool loading)
         m_loadingLinks.insert(link);
     else
         m_loadingLinks.remove(link);
+    m_sourceModel->setLoadingLinks(m_loadingLinks);
     Q_EMIT loadingLinksChanged();
 }
 

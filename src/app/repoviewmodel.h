@@ -9,6 +9,7 @@
 #include "search/filterpipeline.h"
 #include "search/packagelistmodel.h"
 #include "search/packagepool.h"
+#include "search/sourcepackagesmodel.h"
 #include "sources/reposource.h"
 #include "sources/sourcelistmodel.h"
 
@@ -138,6 +139,10 @@ public:
 
     // The packages loaded for one source; empty (and nothing created) when it has none.
     [[nodiscard]] PackageList packages(const QString &link) const;
+
+    // A new package screen for one source, over the packages loaded for it now (none when it has no
+    // entry); it follows the installed set. No parent: the screen that asks for it owns it.
+    Q_INVOKABLE [[nodiscard]] SourcePackagesModel *makeSourcePackagesModel(const QString &link);
 
     // Exact, case-sensitive; an empty identifier is never installed.
     Q_INVOKABLE [[nodiscard]] bool isPackageInstalled(const QString &identifier) const;

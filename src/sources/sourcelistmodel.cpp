@@ -26,6 +26,8 @@ QVariant SourceListModel::data(const QModelIndex &index, int role) const
         return m_favorites.contains(source.link);
     case IsSelectedRole:
         return m_selected.contains(source.link);
+    case IsLoadingRole:
+        return m_loading.contains(source.link);
     default:
         return {};
     }
@@ -36,7 +38,7 @@ QHash<int, QByteArray> SourceListModel::roleNames() const
     return {
         {IdRole, "sourceId"},           {NameRole, "name"},           {LinkRole, "link"},
         {ImageNameRole, "imageName"},   {IsDefaultRole, "isDefault"}, {IsFavoriteRole, "isFavorite"},
-        {IsSelectedRole, "isSelected"},
+        {IsSelectedRole, "isSelected"}, {IsLoadingRole, "isLoading"},
     };
 }
 
@@ -58,16 +60,40 @@ void SourceListModel::update(const QList<RepoSource> &sources, const QSet<QStrin
         return;
     }
 
-    QList<int> changedRows;
+    // A star or a tick only touches its own role, so a row's other bindings stay as they are.
+    QList<std::pair<int, QList<int>>> changedRows;
     for (int row = 0; row < m_sources.size(); ++row) {
         const QString &link = sources.at(row).link;
-        if (sources.at(row) != m_sources.at(row) || favorites.contains(link) != m_favorites.contains(link) ||
-            selected.contains(link) != m_selected.contains(link))
-            changedRows.append(row);
+        if (sources.at(row) != m_sources.at(row)) {
+            changedRows.emplaceBack(row, QList<int>());
+            continue;
+        }
+        QList<int> roles;
+        if (favorites.contains(link) != m_favorites.contains(link))
+            roles.append(IsFavoriteRole);
+        if (selected.contains(link) != m_selected.contains(link))
+            roles.append(IsSelectedRole);
+        if (!roles.isEmpty())
+            changedRows.emplaceBack(row, roles);
     }
     m_sources = sources;
     m_favorites = favorites;
     m_selected = selected;
+    for (const auto &[row, roles] : changedRows)
+        Q_EMIT dataChanged(index(row), index(row), roles);
+}
+
+void SourceListModel::setLoadingLinks(const QSet<QString> &loading)
+{
+    if (m_loading == loading)
+        return;
+    QList<int> changedRows;
+    for (int row = 0; row < m_sources.size(); ++row) {
+        const QString &link = m_sources.at(row).link;
+        if (loading.contains(link) != m_loading.contains(link))
+            changedRows.append(row);
+    }
+    m_loading = loading;
     for (const int row : changedRows)
-        Q_EMIT dataChanged(index(row), index(row));
+        Q_EMIT dataChanged(index(row), index(row), {IsLoadingRole});
 }

@@ -1,4 +1,4 @@
-// The sources a list on screen shows, one row per source, with favourite and tick state per row.
+// The sources a list on screen shows, one row per source, with favourite, tick and loading state per row.
 // Main thread; fed by the state object whenever what it shows changes.
 #pragma once
 
@@ -21,6 +21,7 @@ public:
         IsDefaultRole,
         IsFavoriteRole,
         IsSelectedRole,
+        IsLoadingRole,
     };
     Q_ENUM(Role)
 
@@ -33,6 +34,8 @@ public:
     // Keeps rows in place (and the view's scroll position) when only their contents change.
     void update(const QList<RepoSource> &sources, const QSet<QString> &favorites,
                 const QSet<QString> &selected);
+    // Touches only the rows whose source started or stopped loading, and only their loading role.
+    void setLoadingLinks(const QSet<QString> &loading);
 
     [[nodiscard]] const QList<RepoSource> &sources() const { return m_sources; }
 
@@ -43,4 +46,5 @@ private:
     QList<RepoSource> m_sources;
     QSet<QString> m_favorites;
     QSet<QString> m_selected;
+    QSet<QString> m_loading;
 };

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "app/repoviewmodel.h"
+#include "search/packagelistmodel.h"
+#include "search/sourcepackagesmodel.h"
 #include "sources/reposource.h"
 #include "sources/sourcelistmodel.h"
 
@@ -21,6 +23,22 @@ struct SourceListModelForeign
     QML_FOREIGN(SourceListModel)
     QML_NAMED_ELEMENT(SourceListModel)
     QML_UNCREATABLE("The state object owns the source lists.")
+};
+
+struct PackageListModelForeign
+{
+    Q_GADGET
+    QML_FOREIGN(PackageListModel)
+    QML_NAMED_ELEMENT(PackageListModel)
+    QML_UNCREATABLE("The state object owns the package list.")
+};
+
+struct SourcePackagesModelForeign
+{
+    Q_GADGET
+    QML_FOREIGN(SourcePackagesModel)
+    QML_NAMED_ELEMENT(SourcePackagesModel)
+    QML_UNCREATABLE("Made by RepoViewModel.makeSourcePackagesModel().")
 };
 
 struct RepoSourceForeign

@@ -4,6 +4,7 @@
 #include "faultserver.h"
 #include "testcertificates.h"
 
+#include <QAbstractItemModelTester>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -154,16 +155,73 @@ private Q_SLOTS:
         QCOMPARE(m->filteredPackagesModel()->rowCount(), 2);
     }
 
+    // The lists on screen while every source loads: sources change one row and one role at a time,
+    // and the package list only ever grows at the end, so nothing the user looks at moves.
+    void listsStayInPlaceWhileAllSourcesLoad()
+    {
+        TestPlatform t;
+        const QString slow = m_server->url(QStringLiteral("slow/"));
+        const QString fast = m_server->url(QStringLiteral("fast/"));
+        const QString same = m_server->url(QStringLiteral("same/"));
+        auto m = model(t, {slow, fast, same});
+        m->setSelectedMode(RepoViewModel::AllPackages);
+        SourceListModel *sourceRows = m->sourceModel();
+        PackageListModel *packageRows = m->filteredPackagesModel();
+        const auto mode = QAbstractItemModelTester::FailureReportingMode::QtTest;
+        QAbstractItemModelTester sourceTester(sourceRows, mode);
+        QAbstractItemModelTester packageTester(packageRows, mode);
+        QSignalSpy sourceChanges(sourceRows, &QAbstractItemModel::dataChanged);
+        QSignalSpy sourceResets(sourceRows, &QAbstractItemModel::modelReset);
+        QSignalSpy packageInserts(packageRows, &QAbstractItemModel::rowsInserted);
+        QSignalSpy packageResets(packageRows, &QAbstractItemModel::modelReset);
+
+        bool done = false;
+        m->loadAllPackages([&] { done = true; });
+        for (int row = 0; row < 3; ++row)
+            QVERIFY(sourceRows->data(sourceRows->index(row), SourceListModel::IsLoadingRole).toBool());
+        QTRY_VERIFY_WITH_TIMEOUT(done, 10000);
+        QTRY_COMPARE(packageRows->rowCount(), 8);
+
+        QCOMPARE(sourceResets.count(), 0);
+        QCOMPARE(sourceChanges.count(), 6); // each row: started, finished
+        for (const QList<QVariant> &change : sourceChanges) {
+            QCOMPARE(change.at(0).toModelIndex(), change.at(1).toModelIndex());
+            QCOMPARE(change.at(2).value<QList<int>>(), QList<int>{SourceListModel::IsLoadingRole});
+        }
+        QCOMPARE(packageResets.count(), 0);
+        QVERIFY(!packageInserts.isEmpty());
+        // The slow source finishes last, so its rows are the last ones inserted.
+        QCOMPARE(packageRows->data(packageRows->index(7), PackageRows::SourceLinkRole).toString(), slow);
+
+        // A source's own screen: the packages loaded for it, owned by whoever asked.
+        std::unique_ptr<SourcePackagesModel> screen(m->makeSourcePackagesModel(slow));
+        QAbstractItemModelTester screenTester(screen.get(), mode);
+        QVERIFY(!screen->parent());
+        QCOMPARE(screen->sourceLink(), slow);
+        QCOMPARE(screen->title(), QStringLiteral("Packages (2)"));
+        screen->setSearchText(QStringLiteral("SLOW.1"));
+        QCOMPARE(screen->rowCount(), 1);
+        std::unique_ptr<SourcePackagesModel> unknown(
+            m->makeSourcePackagesModel(QStringLiteral("https://x.invalid/")));
+        QCOMPARE(unknown->rowCount(), 0);
+    }
+
     void installedPackagesComeFromTheDevice()
     {
         TestPlatform t;
         QDir().mkpath(t.dir.filePath(QStringLiteral("device/var/jb/var/lib/dpkg")));
         QFile status(t.dir.filePath(QStringLiteral("device/var/jb/var/lib/dpkg/status")));
         QVERIFY(status.open(QIODevice::WriteOnly));
-        status.write("Package: com.example.one\nStatus: install ok installed\n\nPackage: gone\nStatus: purge ok not-installed\n");
+        status.write("Package: com.example.one\nStatus: install ok installed\n\nPackage: gone\nStatus: purge "
+                     "ok not-installed\n");
         status.close();
         RepoViewModel m(t.platform());
+        // Made before the device has answered: the screens follow the set when it arrives.
+        std::unique_ptr<SourcePackagesModel> screen(
+            m.makeSourcePackagesModel(QStringLiteral("https://r.example/")));
         QTRY_VERIFY(m.isPackageInstalled(QStringLiteral("com.example.one")));
+        QCOMPARE(screen->installedPackages(), m.installedPackages());
+        QCOMPARE(m.filteredPackagesModel()->installedPackages(), m.installedPackages());
         QVERIFY(!m.isPackageInstalled(QStringLiteral("gone")));
         QVERIFY(!m.isPackageInstalled(QString()));
     }
