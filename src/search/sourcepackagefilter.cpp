@@ -36,7 +36,9 @@ std::vector<qsizetype> filterSourcePackages(const PackageList &packages, const S
             continue;
         if (query.onlyInstalled) {
             const std::optional<QStringView> identifier = package.view(PackageInfo::Package);
-            if (!identifier || !isPackageInstalled(installed, identifier->toString()))
+            // A view of the record's own text: no copy per package for the set lookup.
+            if (!identifier ||
+                !isPackageInstalled(installed, QString::fromRawData(identifier->data(), identifier->size())))
                 continue;
         }
         rows.push_back(row);
