@@ -1,0 +1,8 @@
+// Installs the image providers that the views' image sources name: "assets" for the app's own
+// pictures and "icon" for package icons from the network.
+// Main thread, once per engine, before any QML that shows images is loaded.
+#pragma once
+
+class QQmlEngine;
+
+void installImageProviders(QQmlEngine &engine);

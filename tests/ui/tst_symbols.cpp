@@ -1,0 +1,122 @@
+// The symbol map: an icon-font ligature the font does not know draws nothing and says nothing, so
+// every name is shaped here.
+#include <QFontDatabase>
+#include <QGlyphRun>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QRawFont>
+#include <QTextLayout>
+#include <QtQml/QQmlExtensionPlugin>
+#include <QtTest>
+
+#include <memory>
+
+Q_IMPORT_QML_PLUGIN(TallowPinePlugin)
+
+class TestSymbols : public QObject
+{
+    Q_OBJECT
+
+    QVariantMap m_map;
+    QString m_family;
+    QString m_knownGlyph;
+    QString m_unknownGlyph;
+
+    // One glyph, from the icon font itself, that is not the font's "missing" glyph.
+    [[nodiscard]] bool drawsOneGlyph(const QString &ligature) const
+    {
+        QFont font(m_family);
+        font.setPixelSize(24);
+        // Letters must not quietly come from another font.
+        font.setStyleStrategy(QFont::NoFontMerging);
+        QTextLayout layout(ligature, font);
+        layout.beginLayout();
+        layout.createLine();
+        layout.endLayout();
+        const QList<QGlyphRun> runs = layout.glyphRuns();
+        if (runs.size() != 1 || runs[0].rawFont().familyName() != m_family)
+            return false;
+        const QList<quint32> glyphs = runs[0].glyphIndexes();
+        return glyphs.size() == 1 && glyphs[0] != 0;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QQmlEngine engine;
+        // Qt 6.4 does not look for modules in the resources by itself.
+        engine.addImportPath(QStringLiteral("qrc:/"));
+        QQmlComponent component(&engine);
+        component.setData(R"(import QtQml
+import TallowPine
+QtObject {
+    property var map: Symbols.map
+    property string family: Symbols.fontFamily
+    property string known: Symbols.glyph("star.fill")
+    property string unknown: Symbols.glyph("no.such.symbol")
+})",
+                          QUrl());
+        std::unique_ptr<QObject> object(component.create());
+        QVERIFY2(object, qPrintable(component.errorString()));
+        m_map = object->property("map").toMap();
+        m_family = object->property("family").toString();
+        m_knownGlyph = object->property("known").toString();
+        m_unknownGlyph = object->property("unknown").toString();
+    }
+
+    // Without the font every check below would be about fallback glyphs.
+    void fontIsInstalled() { QVERIFY2(QFontDatabase::families().contains(m_family), qPrintable(m_family)); }
+
+    void everyScreenSymbolIsMapped()
+    {
+        static const char *const used[] = {
+            "bird",
+            "plus",
+            "checkmark.square.fill",
+            "square",
+            "doc.on.doc",
+            "star",
+            "star.fill",
+            "trash",
+            "arrow.up.circle.fill",
+            "magnifyingglass",
+            "arrow.down.circle",
+            "arrow.down.circle.fill",
+            "square.and.arrow.down",
+            "link",
+            "checkmark.circle.fill",
+            "circle",
+            "questionmark.circle",
+            "photo",
+        };
+        QStringList missing;
+        for (const char *name : used) {
+            if (!m_map.contains(QLatin1String(name)))
+                missing.append(QLatin1String(name));
+        }
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join(u", ")));
+    }
+
+    void everyLigatureDraws()
+    {
+        QVERIFY(!m_map.isEmpty());
+        QStringList blank;
+        for (auto it = m_map.cbegin(); it != m_map.cend(); ++it) {
+            if (!drawsOneGlyph(it.value().toString()))
+                blank.append(it.key() + QStringLiteral(" -> ") + it.value().toString());
+        }
+        QVERIFY2(blank.isEmpty(), qPrintable(QStringLiteral("Draw nothing: ") + blank.join(u", ")));
+    }
+
+    // The check above can fail: a made-up ligature shapes to its letters or to nothing.
+    void madeUpLigatureIsCaught() { QVERIFY(!drawsOneGlyph(QStringLiteral("no_such_icon_at_all"))); }
+
+    void glyphLooksUpTheMap()
+    {
+        QCOMPARE(m_knownGlyph, QStringLiteral("star"));
+        QCOMPARE(m_unknownGlyph, QString());
+    }
+};
+
+QTEST_MAIN(TestSymbols)
+#include "tst_symbols.moc"
