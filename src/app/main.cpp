@@ -4,13 +4,14 @@
 #include "app/sharedoptions.h"
 #include "common/allocator.h"
 #include "ui/guiplatform.h"
+#include "ui/imageproviders.h"
+#include "ui/screenshotdriver.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
 #include <QQuickWindow>
-#include <QTimer>
 #include <QtQml/QQmlExtensionPlugin>
 
 Q_IMPORT_QML_PLUGIN(TallowPinePlugin)
@@ -26,11 +27,29 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Browse the packages of many APT repositories at once."));
     parser.addHelpOption();
-    const QCommandLineOption screenshotOption(QStringLiteral("screenshot"),
-                                              QStringLiteral("Save the first frame to this PNG and quit."),
-                                              QStringLiteral("file"));
+    const QCommandLineOption screenshotOption(
+        QStringLiteral("screenshot"), QStringLiteral("Save the window to this PNG once loading has settled, then quit."),
+        QStringLiteral("file"));
+    const QCommandLineOption modeOption(QStringLiteral("mode"),
+                                        QStringLiteral("With --screenshot: favorites, allSources or allPackages."),
+                                        QStringLiteral("mode"));
+    const QCommandLineOption openSourceOption(
+        QStringLiteral("open-source"), QStringLiteral("With --screenshot: open this source's package list."),
+        QStringLiteral("link"));
+    const QCommandLineOption addSheetOption(QStringLiteral("add-sheet"),
+                                            QStringLiteral("With --screenshot: show the add-source sheet."));
+    const QCommandLineOption addOption(QStringLiteral("add"),
+                                       QStringLiteral("With --screenshot: add this source link, as the sheet would."),
+                                       QStringLiteral("link"));
+    const QCommandLineOption searchOption(
+        QStringLiteral("search"), QStringLiteral("With --screenshot: type this into the shown screen's search."),
+        QStringLiteral("text"));
+    const QCommandLineOption sizeOption(QStringLiteral("size"),
+                                        QStringLiteral("Window size in logical pixels, such as 390x844."),
+                                        QStringLiteral("WxH"));
     addSharedOptions(parser);
-    parser.addOption(screenshotOption);
+    parser.addOptions({screenshotOption, modeOption, openSourceOption, addSheetOption, addOption, searchOption,
+                       sizeOption});
     parser.process(app);
 
     Platform platform;
@@ -38,32 +57,49 @@ int main(int argc, char *argv[])
         qCritical("%s", qPrintable(*problem));
         return 1;
     }
+    ScreenshotRequest request;
+    request.file = parser.value(screenshotOption);
+    request.openSource = parser.value(openSourceOption);
+    request.searchText = parser.value(searchOption);
+    request.addLink = parser.value(addOption);
+    request.addSheet = parser.isSet(addSheetOption);
+    if (parser.isSet(modeOption)) {
+        request.mode = ScreenshotDriver::parseMode(parser.value(modeOption));
+        if (!request.mode) {
+            qCritical("unknown mode %s: use favorites, allSources or allPackages", qPrintable(parser.value(modeOption)));
+            return 1;
+        }
+    }
+    if (parser.isSet(sizeOption)) {
+        request.size = ScreenshotDriver::parseSize(parser.value(sizeOption));
+        if (!request.size) {
+            qCritical("unusable window size %s: use WxH, such as 390x844", qPrintable(parser.value(sizeOption)));
+            return 1;
+        }
+    }
+
     platform.clipboard = std::make_shared<GuiClipboard>();
     platform.urlOpener = std::make_shared<DesktopUrlOpener>();
     Platform::setDefault(std::move(platform));
 
     QQuickStyle::setStyle(QStringLiteral("Basic"));
     QQmlApplicationEngine engine;
+    installImageProviders(engine);
     QObject::connect(
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
         Qt::QueuedConnection);
     engine.load(QUrl(QStringLiteral("qrc:/TallowPine/MyApp.qml")));
     if (engine.rootObjects().isEmpty())
         return 1;
+    auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().constFirst());
 
     if (parser.isSet(screenshotOption)) {
-        auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().constFirst());
-        const QString path = parser.value(screenshotOption);
-        QObject::connect(
-            window, &QQuickWindow::frameSwapped, &app,
-            [window, path] {
-                // Let the list lay out its rows before grabbing.
-                QTimer::singleShot(300, window, [window, path] {
-                    const bool saved = window->grabWindow().save(path);
-                    QCoreApplication::exit(saved ? 0 : 1);
-                });
-            },
-            Qt::SingleShotConnection);
+        auto *driver = new ScreenshotDriver(window, request, &app);
+        QObject::connect(driver, &ScreenshotDriver::finished, &app,
+                         [](bool saved) { QCoreApplication::exit(saved ? 0 : 1); });
+        driver->start();
+    } else if (request.size) {
+        window->resize(*request.size);
     }
     return app.exec();
 }

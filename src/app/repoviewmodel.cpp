@@ -347,6 +347,31 @@ void RepoViewModel::performHapticFeedback()
     Q_EMIT feedback();
 }
 
+void RepoViewModel::copyText(const QString &text)
+{
+    m_platform.clipboard->setText(text);
+}
+
+void RepoViewModel::openDownload(const QString &address)
+{
+    Handoff::openAddress(*m_platform.urlOpener, address);
+}
+
+QString RepoViewModel::socialHandle() const
+{
+    return Handoff::socialHandle;
+}
+
+void RepoViewModel::openSocialPage()
+{
+    Handoff::openAddress(*m_platform.urlOpener, Handoff::socialPage);
+}
+
+void RepoViewModel::showSourcePackages(const QString &link)
+{
+    loadPackages(link, true, [this, link](const PackageList &) { Q_EMIT sourcePackagesReady(link); });
+}
+
 void RepoViewModel::addNewSource(const QString &link)
 {
     const SourceEdit edit = ::addSource(m_sources, link);

@@ -62,6 +62,11 @@ class RepoViewModel : public QObject
     Q_PROPERTY(QList<RepoSource> favoriteSources READ favoriteSources NOTIFY favoriteSourcesChanged)
     Q_PROPERTY(bool isAllSelected READ isAllSelected NOTIFY isAllSelectedChanged)
     Q_PROPERTY(bool isCopyButtonEnabled READ isCopyButtonEnabled NOTIFY isCopyButtonEnabledChanged)
+    // Counts the screens show beside the lists.
+    Q_PROPERTY(int sourceCount READ sourceCount NOTIFY sourcesChanged)
+    Q_PROPERTY(int favoriteSourceCount READ favoriteSourceCount NOTIFY favoriteSourcesChanged)
+    Q_PROPERTY(int selectedSourceCount READ selectedSourceCount NOTIFY selectedSourcesChanged)
+    Q_PROPERTY(QString socialHandle READ socialHandle CONSTANT)
     // filteredSources and filteredPackages as rows for the screens' lists.
     Q_PROPERTY(SourceListModel *sourceModel READ sourceModel CONSTANT)
     Q_PROPERTY(PackageListModel *filteredPackagesModel READ filteredPackagesModel CONSTANT)
@@ -134,6 +139,10 @@ public:
     [[nodiscard]] QList<RepoSource> favoriteSources() const;
     [[nodiscard]] bool isAllSelected() const;
     [[nodiscard]] bool isCopyButtonEnabled() const;
+    [[nodiscard]] int sourceCount() const { return int(m_sources.size()); }
+    [[nodiscard]] int favoriteSourceCount() const { return int(favoriteSources().size()); }
+    [[nodiscard]] int selectedSourceCount() const { return int(m_selectedSources.size()); }
+    [[nodiscard]] QString socialHandle() const;
     [[nodiscard]] SourceListModel *sourceModel() const { return m_sourceModel; }
     [[nodiscard]] PackageListModel *filteredPackagesModel() const { return m_filteredPackagesModel; }
 
@@ -171,6 +180,14 @@ public:
     // A null or empty identifier does nothing.
     Q_INVOKABLE void openPackageInSileo(const QString &packageID);
     Q_INVOKABLE void performHapticFeedback();
+    // Screen actions that only reach the platform: no alert, no feedback of their own.
+    Q_INVOKABLE void copyText(const QString &text);
+    Q_INVOKABLE void openDownload(const QString &address);
+    Q_INVOKABLE void openSocialPage();
+
+    // The packages button of a source card: a forced load, then sourcePackagesReady(link) whatever
+    // the load found, so the list screen always opens on freshly validated data.
+    Q_INVOKABLE void showSourcePackages(const QString &link);
 
     Q_INVOKABLE void addNewSource(const QString &link);
     Q_INVOKABLE void deleteSource(const RepoSource &source);
@@ -205,6 +222,8 @@ Q_SIGNALS:
     void allPackagesLoaded();
     // A light tap of feedback for the user; the screens show it as a short pulse.
     void feedback();
+    // showSourcePackages() has an answer for this link in packagesByLink.
+    void sourcePackagesReady(const QString &link);
 
 private:
     void setupFilteredPackages(std::unique_ptr<DebounceTimer> searchTimer);

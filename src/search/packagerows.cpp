@@ -47,7 +47,8 @@ QHash<int, QByteArray> PackageRows::roleNames()
 {
     return {
         {IdRole, "packageId"},
-        {PackageRole, "package"},
+        // "package" is a reserved word in QML, so rows cannot declare a property by that name.
+        {PackageRole, "identifier"},
         {NameRole, "name"},
         {VersionRole, "version"},
         {DescriptionRole, "description"},

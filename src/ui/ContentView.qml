@@ -3,51 +3,166 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import TallowPine
 
-// The main screen: for now the source list as the state object holds it.
-Item {
+// The app's only root screen. It creates the one state object and hands that same instance to every
+// screen below it; the search, the tools and the mode picker sit above a list that depends on the mode.
+FocusScope {
     id: root
 
-    RepoViewModel {
-        id: viewModel
+    readonly property RepoViewModel viewModel: RepoViewModel {}
+    // The main screen's content column, rebuilt whenever the state object asks for a fresh redraw.
+    readonly property Item mainColumn: mainLoader.item
+    readonly property alias stack: stack
+    readonly property alias addSheet: addSheet
+    readonly property alias alert: alert
+
+    function focusSearch() {
+        if (stack.depth > 1)
+            stack.currentItem.focusSearch()
+        else if (root.mainColumn)
+            root.mainColumn.focusSearch()
     }
 
-    ListView {
-        id: sourceList
+    function goBack() {
+        if (stack.depth > 1)
+            stack.pop()
+    }
+
+    Rectangle {
         anchors.fill: parent
-        clip: true
-        model: viewModel.sourceModel
-        ScrollBar.vertical: ScrollBar {}
+        color: Theme.screenBackground
+    }
 
-        header: Label {
-            width: sourceList.width
-            padding: 12
-            font.pixelSize: 20
-            font.bold: true
-            text: viewModel.description(viewModel.selectedMode) + " · " + sourceList.count
-        }
-
-        delegate: ItemDelegate {
-            id: row
-            required property string name
-            required property string link
-            width: ListView.view.width
-            contentItem: ColumnLayout {
-                spacing: 2
-                Label {
-                    Layout.fillWidth: true
-                    text: row.name
-                    // Some names start with a right-to-left mark; keep the column aligned anyway.
-                    horizontalAlignment: Text.AlignLeft
-                    font.bold: true
-                    elide: Text.ElideRight
-                }
-                Label {
-                    Layout.fillWidth: true
-                    text: row.link
-                    opacity: 0.7
-                    elide: Text.ElideMiddle
+    StackView {
+        id: stack
+        objectName: "navigation"
+        anchors.fill: parent
+        focus: true
+        initialItem: FocusScope {
+            id: mainPage
+            Loader {
+                id: mainLoader
+                anchors.fill: parent
+                focus: true
+                sourceComponent: mainColumnComponent
+            }
+            // Dropping the old column and building a new one resets everything beneath it.
+            Connections {
+                target: root.viewModel
+                function onReloadViewChanged() {
+                    mainLoader.sourceComponent = undefined
+                    mainLoader.sourceComponent = mainColumnComponent
                 }
             }
         }
+    }
+
+    // A source's packages open once its forced load has answered, whatever it answered.
+    Connections {
+        target: root.viewModel
+        function onSourcePackagesReady(link) {
+            if (stack.depth > 1)
+                return
+            stack.push(packagesScreenComponent, {
+                packagesModel: root.viewModel.makeSourcePackagesModel(link)
+            })
+        }
+    }
+
+    Component {
+        id: packagesScreenComponent
+        PackagesListView {
+            viewModel: root.viewModel
+            onBack: stack.pop()
+        }
+    }
+
+    Component {
+        id: mainColumnComponent
+        MainColumn {
+            viewModel: root.viewModel
+        }
+    }
+
+    AlertDialog {
+        id: alert
+        objectName: "alert"
+        parent: Overlay.overlay
+        title: "تنبيه"
+        message: root.viewModel.alertMessage
+        onClosed: root.viewModel.showAlert = false
+    }
+
+    AddSourceView {
+        id: addSheet
+        objectName: "addSourceSheet"
+        parent: Overlay.overlay
+        viewModel: root.viewModel
+        onClosed: root.viewModel.isAddSourcePresented = false
+    }
+
+    // The alert and the sheet follow the state object both ways; a popup's own visible flag would
+    // lose its binding the first time the user closes it.
+    Connections {
+        target: root.viewModel
+        function onShowAlertChanged() {
+            if (root.viewModel.showAlert)
+                alert.open()
+            else
+                alert.close()
+        }
+        function onIsAddSourcePresentedChanged() {
+            if (root.viewModel.isAddSourcePresented)
+                addSheet.open()
+            else
+                addSheet.close()
+        }
+    }
+
+    // A short pulse at the edge of the screen stands for the phone's haptic tap.
+    Rectangle {
+        id: pulse
+        objectName: "feedbackPulse"
+        anchors.fill: parent
+        color: "transparent"
+        border.width: 3
+        border.color: Theme.blue
+        opacity: 0
+        z: 100
+        Accessible.ignored: true
+        SequentialAnimation {
+            id: pulseAnimation
+            NumberAnimation {
+                target: pulse
+                property: "opacity"
+                to: 0.8
+                duration: 40
+            }
+            NumberAnimation {
+                target: pulse
+                property: "opacity"
+                to: 0
+                duration: 160
+            }
+        }
+        Connections {
+            target: root.viewModel
+            function onFeedback() {
+                pulseAnimation.restart()
+            }
+        }
+    }
+
+    Shortcut {
+        sequence: StandardKey.Find
+        onActivated: root.focusSearch()
+    }
+    Shortcut {
+        sequence: StandardKey.New
+        onActivated: root.viewModel.isAddSourcePresented = true
+    }
+    Shortcut {
+        sequence: "Esc"
+        enabled: stack.depth > 1 && !addSheet.opened && !alert.opened
+        onActivated: root.goBack()
     }
 }

@@ -140,7 +140,7 @@ private Q_SLOTS:
         const auto value = [&](int row, const QByteArray &name) {
             return model.data(model.index(row), names.key(name));
         };
-        QCOMPARE(value(0, "package"), u"com.example.tweak"_s);
+        QCOMPARE(value(0, "identifier"), u"com.example.tweak"_s);
         QCOMPARE(value(0, "architecture"), u"arm64e"_s); // raw: the row decides how to show it
         QCOMPARE(value(0, "iconURL"), u""_s);
         QCOMPARE(value(0, "debURL"), u"https://repo.example/debs/t.deb"_s);
@@ -148,7 +148,7 @@ private Q_SLOTS:
         QCOMPARE(value(0, "packageId"), pool.at(0).id().toString(QUuid::WithoutBraces));
         // Absent fields are null, not empty, so the row can show "N/A".
         for (const QByteArray name :
-             {"package", "name", "version", "description", "filename", "architecture"})
+             {"identifier", "name", "version", "description", "filename", "architecture"})
             QVERIFY2(value(1, name).isNull(), name.constData());
         QCOMPARE(value(1, "debURL"), u""_s);
         QCOMPARE(value(1, "installed"), false);

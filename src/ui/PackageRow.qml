@@ -1,0 +1,237 @@
+pragma ComponentBehavior: Bound
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import TallowPine
+
+// The card for one package: icon, name, installed state and details, and the .deb actions.
+Control {
+    id: row
+
+    required property RepoViewModel viewModel
+    required property var identifier
+    required property var name
+    required property var version
+    required property var description
+    required property var filename
+    required property var iconURL
+    required property var architecture
+    required property string sourceLink
+    required property string debURL
+    required property bool installed
+
+    // Absent fields arrive as undefined; "N/A" stands for them, an empty text stays empty.
+    readonly property string shownName: row.name ?? "N/A"
+
+    // Asks the screen to confirm a copy; the confirmation belongs to the row, not to the state object.
+    signal copyConfirmed(string message)
+
+    function activate() {
+        header.clicked()
+    }
+
+    padding: Theme.defaultPadding
+    Accessible.role: Accessible.ListItem
+    Accessible.name: row.shownName
+
+    background: Item {
+        Rectangle {
+            anchors.fill: parent
+            anchors.topMargin: 4
+            anchors.bottomMargin: -4
+            radius: 20
+            color: Qt.rgba(0, 0, 0, 0.1)
+        }
+        Rectangle {
+            anchors.fill: parent
+            radius: 20
+            color: Theme.cardBackground
+            border.width: row.ListView.isCurrentItem && row.ListView.view.activeFocus ? 2 : 0
+            border.color: Theme.gray
+        }
+    }
+
+    contentItem: ColumnLayout {
+        spacing: 10
+
+        AbstractButton {
+            id: header
+            objectName: "packageHeader"
+            Layout.fillWidth: true
+            Accessible.name: "Open " + row.shownName + " in Sileo"
+            onClicked: row.viewModel.openPackageInSileo(row.identifier ?? "")
+            contentItem: RowLayout {
+                spacing: 12
+                URLImageView {
+                    visible: !!row.iconURL
+                    urlString: row.iconURL ?? ""
+                    Layout.preferredWidth: 50
+                    Layout.preferredHeight: 50
+                }
+                Label {
+                    Layout.fillWidth: true
+                    text: row.shownName
+                    color: Theme.white
+                    font.pixelSize: Theme.headlineSize
+                    font.weight: Font.DemiBold
+                    wrapMode: Text.Wrap
+                    maximumLineCount: 2
+                    elide: Text.ElideRight
+                    horizontalAlignment: Text.AlignLeft
+                }
+                Label {
+                    objectName: "badge"
+                    text: row.installed ? "MODIFY" : "GET"
+                    color: Theme.white
+                    font.pixelSize: 14
+                    font.bold: true
+                    leftPadding: 14
+                    rightPadding: 14
+                    topPadding: 6
+                    bottomPadding: 6
+                    background: Rectangle {
+                        radius: 10
+                        color: Theme.blue
+                    }
+                }
+            }
+        }
+
+        RowLayout {
+            objectName: "installedMark"
+            visible: row.installed
+            spacing: 6
+            Layout.topMargin: 4
+            SymbolIcon {
+                name: "checkmark.circle.fill"
+                color: Theme.green
+                size: Theme.subheadlineSize + 3
+            }
+            Label {
+                text: "installed"
+                color: Theme.green
+                font.pixelSize: Theme.subheadlineSize
+                font.weight: Font.DemiBold
+            }
+        }
+
+        GridLayout {
+            columns: 2
+            columnSpacing: 7
+            rowSpacing: 4
+            Layout.fillWidth: true
+
+            component DetailLabel: Label {
+                color: Theme.white
+                font.pixelSize: Theme.subheadlineSize
+            }
+            component DetailValue: Label {
+                Layout.fillWidth: true
+                color: Theme.secondaryText
+                font.pixelSize: Theme.subheadlineSize
+                elide: Text.ElideRight
+                horizontalAlignment: Text.AlignLeft
+            }
+
+            DetailLabel {
+                text: "Package:"
+            }
+            DetailValue {
+                text: row.identifier ?? "N/A"
+            }
+            DetailLabel {
+                text: "Version:"
+            }
+            DetailValue {
+                text: row.version ?? "N/A"
+            }
+            DetailLabel {
+                text: "Architecture:"
+            }
+            DetailValue {
+                text: row.architecture != null ? row.architecture.toUpperCase() : "N/A"
+            }
+        }
+
+        Label {
+            visible: !!row.description
+            text: "Description:"
+            color: Theme.white
+            font.pixelSize: Theme.footnoteSize
+        }
+        Label {
+            objectName: "description"
+            visible: !!row.description
+            Layout.fillWidth: true
+            text: row.description ?? ""
+            color: Theme.secondaryText
+            font.pixelSize: Theme.footnoteSize
+            wrapMode: Text.Wrap
+            horizontalAlignment: Text.AlignLeft
+        }
+
+        RowLayout {
+            objectName: "debActions"
+            visible: !!row.filename
+            spacing: 20
+            Layout.topMargin: 8
+            // The same order whatever the language of the desktop.
+            LayoutMirroring.enabled: false
+            LayoutMirroring.childrenInherit: true
+
+            component DebAction: AbstractButton {
+                id: action
+                property string systemName
+                property color tint
+                Accessible.name: action.text
+                contentItem: Row {
+                    spacing: 4
+                    SymbolIcon {
+                        anchors.verticalCenter: parent.verticalCenter
+                        name: action.systemName
+                        color: action.tint
+                        size: 18
+                    }
+                    Text {
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: action.text
+                        color: action.tint
+                        font.pixelSize: 10
+                        font.weight: Font.DemiBold
+                    }
+                }
+            }
+
+            DebAction {
+                objectName: "downloadDeb"
+                text: "Download .deb"
+                systemName: "square.and.arrow.down"
+                tint: Theme.green
+                onClicked: {
+                    if (row.debURL !== "")
+                        row.viewModel.openDownload(row.debURL)
+                }
+            }
+            DebAction {
+                objectName: "copyDebLink"
+                text: "Copy .deb link"
+                systemName: "link"
+                tint: Theme.blue
+                onClicked: {
+                    row.viewModel.copyText(row.debURL)
+                    row.copyConfirmed("تم نسخ رابط الحزمة إلى الحافظة\nPackage deb link copied.")
+                }
+            }
+            DebAction {
+                objectName: "copySource"
+                text: "Copy Source"
+                systemName: "doc.on.doc"
+                tint: Theme.blue
+                onClicked: {
+                    row.viewModel.copyText(row.sourceLink)
+                    row.copyConfirmed("تم نسخ رابط السورس إلى الحافظة\nSource link copied.")
+                }
+            }
+        }
+    }
+}
