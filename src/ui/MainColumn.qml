@@ -106,6 +106,8 @@ FocusScope {
             objectName: "selectionTools"
             visible: !column.packagesMode
             Layout.fillWidth: true
+            // Lets the row be narrower than its natural width; the pills shrink instead.
+            Layout.minimumWidth: 240
             Layout.leftMargin: Theme.rowInset
             Layout.rightMargin: Theme.rowInset
             Layout.topMargin: 4
@@ -140,6 +142,11 @@ FocusScope {
                 id: pill
                 property color textColor
                 property color fill
+                // In a narrow window the pills give up width first and their text shrinks to fit.
+                Layout.minimumWidth: 64
+                Layout.preferredWidth: implicitWidth
+                Layout.maximumWidth: implicitWidth
+                Layout.fillWidth: true
                 topPadding: 5
                 bottomPadding: 5
                 leftPadding: 10
@@ -151,6 +158,9 @@ FocusScope {
                     font.pixelSize: Theme.bodySize - 1
                     font.bold: true
                     horizontalAlignment: Text.AlignHCenter
+                    fontSizeMode: Text.HorizontalFit
+                    minimumPixelSize: 10
+                    verticalAlignment: Text.AlignVCenter
                     Behavior on color {
                         ColorAnimation {
                             duration: 200
@@ -187,10 +197,18 @@ FocusScope {
 
             Item {
                 Layout.fillWidth: true
+                Layout.minimumWidth: 0
             }
 
             Label {
                 objectName: "selectionCount"
+                Layout.minimumWidth: 56
+                Layout.preferredWidth: implicitWidth
+                Layout.maximumWidth: implicitWidth
+                Layout.fillWidth: true
+                fontSizeMode: Text.HorizontalFit
+                minimumPixelSize: 10
+                horizontalAlignment: Text.AlignHCenter
                 text: "✓: " + column.viewModel.selectedSourceCount
                 color: Theme.green
                 font.pixelSize: Theme.headlineSize

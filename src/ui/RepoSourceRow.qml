@@ -19,6 +19,8 @@ AbstractButton {
     required property bool isLoading
 
     readonly property bool isDeletable: !row.isDefault
+    // The card the arrow keys have reached while the list has the keyboard.
+    readonly property bool isKeyboardCurrent: row.ListView.isCurrentItem && row.ListView.view.activeFocus
 
     padding: Theme.defaultPadding
     focusPolicy: Qt.StrongFocus
@@ -42,7 +44,7 @@ AbstractButton {
             anchors.fill: parent
             radius: 20
             color: row.isSelected ? Theme.translucent(Theme.blue, 0.2) : Theme.cardBackground
-            border.width: row.isSelected || row.visualFocus ? 2 : 0
+            border.width: row.isSelected || row.isKeyboardCurrent ? 2 : 0
             border.color: row.isSelected ? Theme.blue : Theme.gray
             Behavior on color {
                 ColorAnimation {

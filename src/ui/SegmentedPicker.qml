@@ -15,6 +15,8 @@ Control {
 
     signal activated(int index)
 
+    // Its owner gives it the width; the labels shrink to fit rather than widen the screen.
+    implicitWidth: 160
     implicitHeight: 32
     padding: 2
     Accessible.role: Accessible.PageTabList

@@ -271,6 +271,18 @@ Item {
             compare(find("sourceList").headerItem.text, "Total Sources: " + TestWorld.links.length)
         }
 
+        function test_keyboardMovesThroughTheSourceList() {
+            keyClick(Qt.Key_F, Qt.ControlModifier)
+            keyClick(Qt.Key_Down)
+            const list = find("sourceList")
+            verify(list.activeFocus)
+            keyClick(Qt.Key_Down)
+            compare(list.currentIndex, 1)
+            keyClick(Qt.Key_Return)
+            compare(screen.viewModel.selectedSourceCount, 1)
+            verify(list.currentItem.isSelected)
+        }
+
         function test_packageRowActions() {
             openSource(TestWorld.links[1])
             const page = screen.stack.currentItem
