@@ -1,6 +1,7 @@
 #include "ui/iconloader.h"
 
 #include <QBuffer>
+#include <QFutureWatcher>
 #include <QImageReader>
 #include <QLoggingCategory>
 #include <QNetworkReply>
@@ -115,11 +116,15 @@ void IconLoader::onFinished(const QString &key, QNetworkReply *reply)
         return;
     }
     found->reply = nullptr;
-    // Decoding a large picture takes long enough to drop frames, so it happens off this thread.
-    QtConcurrent::run(decodeIcon, reply->readAll(), m_limits.largestSide)
-        .then(this, [this, key](const QImage &image) {
-            complete(key, image, image.isNull() ? QStringLiteral("The icon is not a picture.") : QString());
-        });
+    // Decoding a large picture takes long enough to drop frames, so it happens off this thread. The
+    // watcher is a child, so a loader that goes away first hears nothing back.
+    auto *watcher = new QFutureWatcher<QImage>(this);
+    connect(watcher, &QFutureWatcher<QImage>::finished, this, [this, key, watcher] {
+        const QImage image = watcher->result();
+        watcher->deleteLater();
+        complete(key, image, image.isNull() ? QStringLiteral("The icon is not a picture.") : QString());
+    });
+    watcher->setFuture(QtConcurrent::run(decodeIcon, reply->readAll(), m_limits.largestSide));
 }
 
 void IconLoader::complete(const QString &key, const QImage &image, const QString &error)
