@@ -78,13 +78,14 @@ int main(int argc, char *argv[])
         }
     }
 
+    const bool offline = platform.offline;
     platform.clipboard = std::make_shared<GuiClipboard>();
     platform.urlOpener = std::make_shared<DesktopUrlOpener>();
     Platform::setDefault(std::move(platform));
 
     QQuickStyle::setStyle(QStringLiteral("Basic"));
     QQmlApplicationEngine engine;
-    installImageProviders(engine);
+    installImageProviders(engine, offline);
     QObject::connect(
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
         Qt::QueuedConnection);

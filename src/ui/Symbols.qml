@@ -24,7 +24,8 @@ QtObject {
         "checkmark.circle.fill": "check_circle",
         "circle": "radio_button_unchecked",
         "questionmark.circle": "help_outline",
-        "photo": "photo"
+        "photo": "photo",
+        "chevron.backward": "arrow_back_ios"
     })
 
     // The ligature for a system name; "" (nothing drawn) for a name missing from the map.

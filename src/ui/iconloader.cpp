@@ -46,6 +46,10 @@ void IconLoader::request(quint64 ticket, const QUrl &address)
         Q_EMIT iconReady(ticket, *image, {});
         return;
     }
+    if (!m_limits.networkAllowed) {
+        Q_EMIT iconReady(ticket, {}, QStringLiteral("Offline: icons are not downloaded."));
+        return;
+    }
     m_ticketKeys.insert(ticket, key);
     auto found = m_downloads.find(key);
     if (found != m_downloads.end()) {

@@ -23,6 +23,8 @@ struct IconLimits
     qint64 cacheBytes = 32 * 1024 * 1024;
     // Rows draw icons at 50 points; 160 pixels covers that at up to three device pixels a point.
     int largestSide = 160;
+    // Off when the app runs offline: every icon fails at once, with no request.
+    bool networkAllowed = true;
 };
 
 class IconLoader : public QObject

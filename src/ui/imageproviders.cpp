@@ -28,10 +28,12 @@ public:
 
 } // namespace
 
-void installImageProviders(QQmlEngine &engine)
+void installImageProviders(QQmlEngine &engine, bool offline)
 {
     engine.addImageProvider(QStringLiteral("assets"), new AssetImageProvider);
     // Parented to the engine, so it outlives the engine's image reader thread.
-    auto *loader = new IconLoader({}, &engine);
+    IconLimits limits;
+    limits.networkAllowed = !offline;
+    auto *loader = new IconLoader(limits, &engine);
     engine.addImageProvider(QStringLiteral("icon"), new IconImageProvider(loader));
 }

@@ -5,4 +5,5 @@
 
 class QQmlEngine;
 
-void installImageProviders(QQmlEngine &engine);
+// Offline, package icons are never downloaded and show the default picture.
+void installImageProviders(QQmlEngine &engine, bool offline = false);

@@ -203,6 +203,21 @@ private Q_SLOTS:
         QCOMPARE(m_loader->networkRequestCount(), 0);
     }
 
+    // Offline, a good address still gets the default picture, and nothing leaves the machine.
+    void offlineMakesNoRequest()
+    {
+        IconLimits limits;
+        limits.networkAllowed = false;
+        m_provider.reset();
+        m_loader = std::make_unique<IconLoader>(limits);
+        m_provider = std::make_unique<IconImageProvider>(m_loader.get());
+        const Answer answer = fetch(m_nginx->url(QStringLiteral("icon.png")));
+        QVERIFY(answer.finished);
+        QVERIFY(answer.image.isNull());
+        QVERIFY(!answer.error.isEmpty());
+        QCOMPARE(m_loader->networkRequestCount(), 0);
+    }
+
     // Verification stays on: a server whose authority is not trusted gives no icon.
     void untrustedServerFails()
     {

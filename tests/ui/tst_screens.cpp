@@ -23,7 +23,7 @@ public Q_SLOTS:
     {
         // The module's QML files live in the resources, where the app's engine finds them too.
         engine->addImportPath(QStringLiteral("qrc:/"));
-        installImageProviders(*engine);
+        installImageProviders(*engine, true);
         qmlRegisterSingletonInstance("TallowPineTest", 1, 0, "TestWorld", &m_world);
     }
 

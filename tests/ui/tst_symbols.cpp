@@ -88,6 +88,7 @@ QtObject {
             "circle",
             "questionmark.circle",
             "photo",
+            "chevron.backward",
         };
         QStringList missing;
         for (const char *name : used) {
