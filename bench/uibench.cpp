@@ -508,6 +508,7 @@ int main(int argc, char *argv[])
         qCritical("%s", qPrintable(*problem));
         return 1;
     }
+    const bool offline = platform.offline;
     platform.clipboard = std::make_shared<GuiClipboard>();
     platform.urlOpener = std::make_shared<DesktopUrlOpener>();
     Platform::setDefault(std::move(platform));
@@ -526,7 +527,7 @@ int main(int argc, char *argv[])
 
     QQuickStyle::setStyle(QStringLiteral("Basic"));
     QQmlApplicationEngine engine;
-    installImageProviders(engine);
+    installImageProviders(engine, offline);
     engine.load(QUrl(QStringLiteral("qrc:/TallowPine/MyApp.qml")));
     const qint64 loadedAt = nowNs();
     if (engine.rootObjects().isEmpty()) {
