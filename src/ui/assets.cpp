@@ -2,6 +2,9 @@
 
 #include "ui/assetimages.h"
 #include "ui/iconimageprovider.h"
+#include "ui/iconloader.h"
+
+#include <QQmlEngine>
 
 bool Assets::hasAsset(const QString &name) const
 {
@@ -20,5 +23,11 @@ QString Assets::repoImageSource(const QString &imageName, double radius) const
 
 QString Assets::iconSource(const QString &urlString, double radius) const
 {
+    // Offline nothing is downloaded, so the view shows "Tweaks" at once rather than a spinner first.
+    if (const QQmlEngine *engine = qmlEngine(this)) {
+        const auto *loader = engine->findChild<IconLoader *>(QString(), Qt::FindDirectChildrenOnly);
+        if (loader && !loader->networkAllowed())
+            return {};
+    }
     return iconImageSource(urlString, radius);
 }

@@ -21,20 +21,30 @@ public:
         QMetaObject::invokeMethod(this, &QQuickImageResponse::finished, Qt::QueuedConnection);
     }
 
-    IconResponse(IconLoader *loader, const QUrl &address, const QSize &requestedSize, double radius)
-        : m_loader(loader)
+    IconResponse(std::shared_ptr<IconLoaderHandle> loader, const QUrl &address, const QSize &requestedSize,
+                 double radius)
+        : m_loader(std::move(loader))
         , m_ticket(IconLoader::newTicket())
         , m_requestedSize(requestedSize)
         , m_radius(radius)
     {
-        connect(loader, &IconLoader::iconReady, this,
-                [this](quint64 ticket, const QImage &image, const QString &error) {
-                    if (ticket == m_ticket)
-                        deliver(image, error);
-                });
-        QMetaObject::invokeMethod(
-            loader, [loader, ticket = m_ticket, address] { loader->request(ticket, address); },
-            Qt::QueuedConnection);
+        bool asked = false;
+        m_loader->withLoader([&](IconLoader *loader) {
+            m_connection = connect(loader, &IconLoader::iconReady, this,
+                                   [this](quint64 ticket, const QImage &image, const QString &error) {
+                                       if (ticket == m_ticket)
+                                           deliver(image, error);
+                                   });
+            QMetaObject::invokeMethod(
+                loader, [loader, ticket = m_ticket, address] { loader->request(ticket, address); },
+                Qt::QueuedConnection);
+            asked = true;
+        });
+        if (!asked) {
+            m_done = true;
+            m_error = QStringLiteral("The window is closing.");
+            QMetaObject::invokeMethod(this, &QQuickImageResponse::finished, Qt::QueuedConnection);
+        }
     }
 
     QQuickTextureFactory *textureFactory() const override
@@ -49,10 +59,11 @@ public:
         if (!m_loader || m_done)
             return;
         m_done = true;
-        disconnect(m_loader, nullptr, this, nullptr);
-        QMetaObject::invokeMethod(
-            m_loader, [loader = m_loader, ticket = m_ticket] { loader->cancel(ticket); },
-            Qt::QueuedConnection);
+        disconnect(m_connection);
+        m_loader->withLoader([ticket = m_ticket](IconLoader *loader) {
+            QMetaObject::invokeMethod(
+                loader, [loader, ticket] { loader->cancel(ticket); }, Qt::QueuedConnection);
+        });
         // The engine deletes a response only once it has finished, cancelled or not.
         m_error = QStringLiteral("Cancelled.");
         QMetaObject::invokeMethod(this, &QQuickImageResponse::finished, Qt::QueuedConnection);
@@ -64,7 +75,7 @@ private:
         if (m_done)
             return;
         m_done = true;
-        disconnect(m_loader, nullptr, this, nullptr);
+        disconnect(m_connection);
         m_error = error;
         QImage sized = image;
         const QSize bound = m_requestedSize;
@@ -75,7 +86,8 @@ private:
         Q_EMIT finished();
     }
 
-    IconLoader *m_loader = nullptr;
+    std::shared_ptr<IconLoaderHandle> m_loader;
+    QMetaObject::Connection m_connection;
     quint64 m_ticket = 0;
     QSize m_requestedSize;
     double m_radius = 0;
@@ -87,7 +99,7 @@ private:
 } // namespace
 
 IconImageProvider::IconImageProvider(IconLoader *loader)
-    : m_loader(loader)
+    : m_loader(loader->handle())
 {}
 
 QQuickImageResponse *IconImageProvider::requestImageResponse(const QString &id, const QSize &requestedSize)

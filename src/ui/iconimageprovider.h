@@ -5,19 +5,22 @@
 
 #include <QQuickAsyncImageProvider>
 
+#include <memory>
+
 class IconLoader;
+class IconLoaderHandle;
 
 class IconImageProvider : public QQuickAsyncImageProvider
 {
 public:
-    // The loader must outlive the provider and every response it hands out; the engine that owns
-    // the provider ends its reader thread before its children go.
+    // Responses reach the loader through its handle, so they may outlive it: the engine's reader
+    // thread can still cancel them after the engine's children are gone.
     explicit IconImageProvider(IconLoader *loader);
 
     QQuickImageResponse *requestImageResponse(const QString &id, const QSize &requestedSize) override;
 
 private:
-    IconLoader *m_loader = nullptr;
+    std::shared_ptr<IconLoaderHandle> m_loader;
 };
 
 // The image source for an icon address, with corners rounded to `radius` times the shorter side;

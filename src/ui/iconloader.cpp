@@ -26,11 +26,29 @@ bool bodyIsAnswer(QNetworkReply::NetworkError error)
 
 } // namespace
 
+void IconLoaderHandle::withLoader(const std::function<void(IconLoader *)> &use)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_loader)
+        use(m_loader);
+}
+
+void IconLoaderHandle::forget()
+{
+    const std::lock_guard lock(m_mutex);
+    m_loader = nullptr;
+}
+
 IconLoader::IconLoader(IconLimits limits, QObject *parent)
     : QObject(parent)
     , m_limits(limits)
 {
     m_decoded.setMaxCost(m_limits.cacheBytes);
+}
+
+IconLoader::~IconLoader()
+{
+    m_handle->forget();
 }
 
 quint64 IconLoader::newTicket()

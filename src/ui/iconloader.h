@@ -13,7 +13,30 @@
 #include <QString>
 #include <QUrl>
 
+#include <functional>
+#include <memory>
+#include <mutex>
+
 class QNetworkReply;
+class IconLoader;
+
+// How image responses on the reader's thread reach the loader: the loader forgets itself here when it
+// goes, so a response cancelled while the window closes reaches nothing instead of a freed loader.
+// Shared between the main thread (the loader) and the pixmap reader's thread (responses).
+class IconLoaderHandle
+{
+public:
+    explicit IconLoaderHandle(IconLoader *loader)
+        : m_loader(loader)
+    {}
+    // Runs `use` with the loader, or not at all once it is gone; the loader cannot go meanwhile.
+    void withLoader(const std::function<void(IconLoader *)> &use);
+    void forget();
+
+private:
+    std::mutex m_mutex;
+    IconLoader *m_loader = nullptr; // guarded by m_mutex
+};
 
 struct IconLimits
 {
@@ -33,6 +56,10 @@ class IconLoader : public QObject
 
 public:
     explicit IconLoader(IconLimits limits = {}, QObject *parent = nullptr);
+    ~IconLoader() override;
+
+    [[nodiscard]] std::shared_ptr<IconLoaderHandle> handle() const { return m_handle; }
+    [[nodiscard]] bool networkAllowed() const { return m_limits.networkAllowed; }
 
     // A ticket names one waiting image response; unique across threads.
     [[nodiscard]] static quint64 newTicket();
@@ -69,6 +96,7 @@ private:
     QHash<QString, Download> m_downloads;
     QHash<quint64, QString> m_ticketKeys;
     int m_networkRequests = 0;
+    std::shared_ptr<IconLoaderHandle> m_handle = std::make_shared<IconLoaderHandle>(this);
 };
 
 // The address as a URL when it parses strictly and is http or https with a host; otherwise empty,

@@ -291,11 +291,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("address");
         QTest::addColumn<QString>("shown");
         QTest::addColumn<int>("requests");
-        QTest::newRow("icon") << m_nginx->url(QStringLiteral("icon.png")) << "icon" << 1;
-        QTest::newRow("html page") << m_nginx->url(QStringLiteral("page.html")) << "fallback" << 1;
-        QTest::newRow("empty") << QString() << "fallback" << 0;
+        QTest::addColumn<bool>("offline");
+        QTest::newRow("icon") << m_nginx->url(QStringLiteral("icon.png")) << "icon" << 1 << false;
+        QTest::newRow("html page") << m_nginx->url(QStringLiteral("page.html")) << "fallback" << 1 << false;
+        QTest::newRow("empty") << QString() << "fallback" << 0 << false;
         QTest::newRow("ftp") << "ftp://127.0.0.1/icon.png"
-                             << "fallback" << 0;
+                             << "fallback" << 0 << false;
+        QTest::newRow("offline") << m_nginx->url(QStringLiteral("icon.png")) << "fallback" << 0 << true;
     }
 
     void viewShowsIconOrTweaks()
@@ -303,10 +305,11 @@ private Q_SLOTS:
         QFETCH(QString, address);
         QFETCH(QString, shown);
         QFETCH(int, requests);
+        QFETCH(bool, offline);
 
         QQmlEngine engine;
         engine.addImportPath(QStringLiteral("qrc:/"));
-        installImageProviders(engine);
+        installImageProviders(engine, offline);
         QQmlComponent component(&engine);
         component.setData("import TallowPine\nURLImageView { width: 50; height: 50 }", QUrl());
         std::unique_ptr<QObject> view(component.createWithInitialProperties({{"urlString", address}}));
