@@ -19,6 +19,8 @@ public:
     explicit QtDebounceTimer(int milliseconds)
     {
         m_timer.setSingleShot(true);
+        // A coarse timer may fire up to 5% early; the pause is a minimum, never shorter.
+        m_timer.setTimerType(Qt::PreciseTimer);
         m_timer.setInterval(milliseconds);
         QObject::connect(&m_timer, &QTimer::timeout, [this] {
             if (m_action)

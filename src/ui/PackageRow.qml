@@ -68,7 +68,7 @@ Control {
                     Layout.preferredWidth: 50
                     Layout.preferredHeight: 50
                 }
-                Label {
+                Text {
                     Layout.fillWidth: true
                     text: row.shownName
                     color: Theme.white
@@ -79,19 +79,19 @@ Control {
                     elide: Text.ElideRight
                     horizontalAlignment: Text.AlignLeft
                 }
-                Label {
-                    objectName: "badge"
-                    text: row.installed ? "MODIFY" : "GET"
-                    color: Theme.white
-                    font.pixelSize: 14
-                    font.bold: true
-                    leftPadding: 14
-                    rightPadding: 14
-                    topPadding: 6
-                    bottomPadding: 6
-                    background: Rectangle {
-                        radius: 10
-                        color: Theme.blue
+                Rectangle {
+                    implicitWidth: badge.implicitWidth + 28
+                    implicitHeight: badge.implicitHeight + 12
+                    radius: 10
+                    color: Theme.blue
+                    Text {
+                        id: badge
+                        objectName: "badge"
+                        anchors.centerIn: parent
+                        text: row.installed ? "MODIFY" : "GET"
+                        color: Theme.white
+                        font.pixelSize: 14
+                        font.bold: true
                     }
                 }
             }
@@ -107,7 +107,7 @@ Control {
                 color: Theme.green
                 size: Theme.subheadlineSize + 3
             }
-            Label {
+            Text {
                 text: "installed"
                 color: Theme.green
                 font.pixelSize: Theme.subheadlineSize
@@ -121,11 +121,11 @@ Control {
             rowSpacing: 4
             Layout.fillWidth: true
 
-            component DetailLabel: Label {
+            component DetailLabel: Text {
                 color: Theme.white
                 font.pixelSize: Theme.subheadlineSize
             }
-            component DetailValue: Label {
+            component DetailValue: Text {
                 Layout.fillWidth: true
                 color: Theme.secondaryText
                 font.pixelSize: Theme.subheadlineSize
@@ -153,13 +153,13 @@ Control {
             }
         }
 
-        Label {
+        Text {
             visible: !!row.description
             text: "Description:"
             color: Theme.white
             font.pixelSize: Theme.footnoteSize
         }
-        Label {
+        Text {
             objectName: "description"
             visible: !!row.description
             Layout.fillWidth: true
