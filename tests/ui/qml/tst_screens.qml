@@ -321,6 +321,15 @@ Item {
             click(button)
             tryCompare(list, "contentY", top0, 3000)
             tryCompare(button, "visible", false)
+
+            // A redraw asked for by the state object rebuilds the column: back at the top, no button.
+            list.contentY = top0 + 600
+            tryCompare(button, "scale", 1)
+            screen.viewModel.reloadView = !screen.viewModel.reloadView
+            const rebuilt = find("sourceList")
+            verify(rebuilt !== list)
+            compare(rebuilt.contentY, rebuilt.originY - rebuilt.topMargin)
+            verify(!find("scrollToTop").visible)
         }
 
         function test_rendersEveryMainState_data() {
