@@ -430,9 +430,9 @@ void RepoViewModel::setFilteredPackages(const PackageSelection &packages)
     Q_EMIT filteredPackagesChanged();
 }
 
-SourcePackagesModel *RepoViewModel::makeSourcePackagesModel(const QString &link)
+SourcePackagesModel *RepoViewModel::makeSourcePackagesModel(const QString &link, QObject *owner)
 {
-    auto *model = new SourcePackagesModel(link, packages(link), m_installedPackages);
+    auto *model = new SourcePackagesModel(link, packages(link), m_installedPackages, owner);
     connect(this, &RepoViewModel::installedPackagesChanged, model,
             [this, model] { model->setInstalledPackages(m_installedPackages); });
     return model;

@@ -150,8 +150,10 @@ public:
     [[nodiscard]] PackageList packages(const QString &link) const;
 
     // A new package screen for one source, over the packages loaded for it now (none when it has no
-    // entry); it follows the installed set. No parent: the screen that asks for it owns it.
-    Q_INVOKABLE [[nodiscard]] SourcePackagesModel *makeSourcePackagesModel(const QString &link);
+    // entry); it follows the installed set. The screen passes itself as owner: a model held only by a
+    // QML property would be the JavaScript collector's to delete while the screen still shows it.
+    Q_INVOKABLE [[nodiscard]] SourcePackagesModel *makeSourcePackagesModel(const QString &link,
+                                                                           QObject *owner = nullptr);
 
     // Exact, case-sensitive; an empty identifier is never installed.
     Q_INVOKABLE [[nodiscard]] bool isPackageInstalled(const QString &identifier) const;

@@ -63,7 +63,7 @@ FocusScope {
             if (stack.depth > 1)
                 return
             stack.push(packagesScreenComponent, {
-                packagesModel: root.viewModel.makeSourcePackagesModel(link)
+                sourceLink: link
             })
         }
     }

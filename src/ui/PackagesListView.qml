@@ -10,8 +10,10 @@ FocusScope {
     id: screen
 
     required property RepoViewModel viewModel
-    // Owns the captured packages and does the filtering; this screen only shows it.
-    required property SourcePackagesModel packagesModel
+    required property string sourceLink
+    // The packages as they are when the screen opens, and their filtering; owned by this screen.
+    readonly property SourcePackagesModel packagesModel: screen.viewModel.makeSourcePackagesModel(screen.sourceLink,
+                                                                                                   screen)
 
     signal back()
 

@@ -59,6 +59,9 @@ Item {
             click(find("showPackages", rowFor(link)))
             tryCompare(screen.stack, "depth", 2, 5000)
             tryCompare(screen.stack, "busy", false)
+            // The screen's model must outlive a collection while the screen shows it.
+            gc()
+            verify(screen.stack.currentItem.packagesModel)
         }
         function closeAlert(expected) {
             tryCompare(screen.alert, "opened", true)
