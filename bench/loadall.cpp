@@ -29,7 +29,6 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
-#include <QThreadPool>
 #include <QTimer>
 
 #include <sys/prctl.h>
@@ -288,69 +287,6 @@ PhaseResult runPhase(const QString &name, const Platform &platform, const QList<
     return result;
 }
 
-// A what-if for the report, not the app's code path: the same per-source load (loadSourceIndex) on a
-// pool of a few threads instead of one thread per source, each result appended to a pool on this
-// thread and handed to a filter pipeline in "All Packages" mode, as the state object does. Shows what
-// bounding the loader's concurrency would do to the main thread's pauses, the time and the memory.
-PhaseResult runBoundedPhase(const QString &name, const Platform &platform, const QList<RepoSource> &sources,
-                            int threads)
-{
-    PhaseResult result;
-    result.name = name;
-    resetPeakRss();
-    result.rssBeforeKiB = currentRssKiB();
-    const LoadEnvironment environment{cacheRootIn(platform.dataDirectory), platform.deviceRoot,
-                                      platform.timeouts, nullptr};
-    QThreadPool workers;
-    workers.setMaxThreadCount(threads);
-    FilterPipeline pipeline;
-    pipeline.setPackagesMode(true);
-    pipeline.setSearchText(QString());
-    PackagePool pool;
-
-    QEventLoop loop;
-    QElapsedTimer clock;
-    QTimer ticker;
-    watchStalls(ticker, clock, result);
-
-    qsizetype remaining = sources.size();
-    QObject context;
-    const double cpuBefore = cpuMsSoFar();
-    clock.start();
-    ticker.start();
-    for (const RepoSource &source : sources) {
-        workers.start([&, link = source.link] {
-            auto loaded = std::make_shared<const LoadResult>(loadSourceIndex(link, false, environment));
-            QMetaObject::invokeMethod(
-                &context,
-                [&, loaded] {
-                    ++result.served[servedFromName(loaded->servedFrom)];
-                    pool.append(loaded->packages);
-                    pipeline.setPool(pool);
-                    if (result.firstResultMs < 0 && !pool.isEmpty())
-                        result.firstResultMs = double(clock.nsecsElapsed()) / 1e6;
-                    if (--remaining == 0) {
-                        result.wallMs = double(clock.nsecsElapsed()) / 1e6;
-                        result.finished = true;
-                        loop.quit();
-                    }
-                },
-                Qt::QueuedConnection);
-        });
-    }
-    result.startCallMs = double(clock.nsecsElapsed()) / 1e6;
-    QTimer::singleShot(300000, &loop, &QEventLoop::quit);
-    loop.exec();
-    ticker.stop();
-    workers.waitForDone();
-    result.cpuMs = cpuMsSoFar() - cpuBefore;
-    result.allButStalledMs = result.wallMs;
-    result.packages = pool.size();
-    result.rssAfterKiB = currentRssKiB();
-    result.peakRssKiB = peakRssKiB();
-    return result;
-}
-
 QJsonObject toJson(const PhaseResult &r)
 {
     QJsonObject served;
@@ -405,11 +341,7 @@ int main(int argc, char **argv)
         QStringLiteral("main-thread-boost"),
         QStringLiteral("What-if: lower the main thread's nice value by N once the loads have started."),
         QStringLiteral("N"), QStringLiteral("0"));
-    const QCommandLineOption poolOption(
-        QStringLiteral("what-if-pool"),
-        QStringLiteral("What-if: also run warm and offline loads on a pool of N threads (0: skip)."),
-        QStringLiteral("N"), QStringLiteral("0"));
-    parser.addOptions({reposOption, jsonOption, modeOption, boostOption, poolOption});
+    parser.addOptions({reposOption, jsonOption, modeOption, boostOption});
     parser.process(app);
     if (!parser.isSet(reposOption))
         parser.showHelp(1);
@@ -422,7 +354,6 @@ int main(int argc, char **argv)
     }
     const bool packagesMode = parser.value(modeOption) != QLatin1String("sources");
     const int boost = parser.value(boostOption).toInt();
-    const int whatIfPool = parser.value(poolOption).toInt();
 
     const TestCertificates certificates;
     if (!certificates.isValid()) {
@@ -461,17 +392,9 @@ int main(int argc, char **argv)
 
     const PhaseResult cold = runPhase(QStringLiteral("cold"), platform, repos, linkBase, packagesMode, boost);
     const PhaseResult warm = runPhase(QStringLiteral("warm"), platform, repos, linkBase, packagesMode, boost);
-    QList<PhaseResult> whatIf;
-    const QString poolName = QStringLiteral("%1 (pool of %2)");
-    if (whatIfPool > 0)
-        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("warm")).arg(whatIfPool), platform,
-                                      catalogue, whatIfPool));
     server.stop();
     const PhaseResult offline =
         runPhase(QStringLiteral("offline"), platform, repos, linkBase, packagesMode, boost);
-    if (whatIfPool > 0)
-        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("offline")).arg(whatIfPool), platform,
-                                      catalogue, whatIfPool));
 
     std::printf(
         "\nloadAllPackages over %lld sources, %lld packages in the indexes, %.1f MB plain text, %.1f MB "
@@ -481,9 +404,7 @@ int main(int argc, char **argv)
         boost ? qPrintable(QStringLiteral(", main thread nice -%1").arg(boost)) : "");
     std::printf("%-20s %8s %8s %9s %9s %9s %6s %8s %8s %9s  %s\n", "phase", "wall ms", "first ms", "unslowed",
                 "max stall", "stall end", ">16ms", "cpu ms", "packages", "peak MiB", "served");
-    QList<const PhaseResult *> rows{&cold, &warm, &offline};
-    for (const PhaseResult &r : whatIf)
-        rows.append(&r);
+    const QList<const PhaseResult *> rows{&cold, &warm, &offline};
     for (const PhaseResult *r : rows) {
         std::printf("%-20s %8.0f %8.0f %9.0f %9.1f %9.0f %6d %8.0f %8lld %9.1f  %s%s\n", qPrintable(r->name),
                     r->wallMs, r->firstResultMs, r->allButStalledMs, r->maxStallMs, r->maxStallEndMs,

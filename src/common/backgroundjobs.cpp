@@ -1,6 +1,10 @@
 #include "common/backgroundjobs.h"
 
 #include <QPointer>
+#include <QRunnable>
+#include <QThread>
+
+#include <algorithm>
 
 #if defined(Q_OS_LINUX)
 #include <sys/resource.h>
@@ -9,102 +13,105 @@
 
 namespace {
 
-// A hundred jobs that wake up together (every source's index arriving at once) must not starve the
-// thread that draws the screen: jobs run at the lowest priority, and threads they start inherit it.
-// (Not SCHED_IDLE: a job holding one of our locks could then wait indefinitely for a core while the
-// main thread waits for the lock.)
+// Many results landing together (every source's index arriving at once) must not starve the thread
+// that draws the screen: pool threads run at the lowest priority. (Not SCHED_IDLE: a job holding
+// one of our locks could then wait indefinitely for a core while the main thread waits for it.)
 void yieldToTheMainThread()
 {
 #if defined(Q_OS_LINUX)
-    setpriority(PRIO_PROCESS, id_t(gettid()), 19);
+    thread_local bool lowered = false;
+    if (!lowered) {
+        setpriority(PRIO_PROCESS, id_t(gettid()), 19);
+        lowered = true;
+    }
 #endif
 }
 
 } // namespace
 
+// Started once per job; each run takes whichever job is next in our queue. Made before the pool has
+// a thread, so every pool thread sees it complete.
+class BackgroundJobs::Runner : public QRunnable
+{
+public:
+    explicit Runner(BackgroundJobs &jobs)
+        : m_jobs(jobs)
+    {
+        setAutoDelete(false);
+    }
+    void run() override { m_jobs.runOne(); }
+
+private:
+    BackgroundJobs &m_jobs;
+};
+
+BackgroundJobs::BackgroundJobs(QObject *parent)
+    : QObject(parent)
+    , m_runner(std::make_unique<Runner>(*this))
+{
+    m_pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount() - 1));
+}
+
 BackgroundJobs::~BackgroundJobs()
 {
     {
         const std::lock_guard lock(m_mutex);
-        m_stopping = true; // jobs not started yet are dropped
+        m_stopping = true;
     }
-    m_wake.notify_all();
-    if (m_launcher.joinable())
-        m_launcher.join();
-    for (auto &[job, thread] : m_threads)
-        thread.join();
-    for (std::thread &thread : m_ended)
-        thread.join();
+    m_pool.clear();
+    m_pool.waitForDone();
+    // Whatever is left is let go here, after the pool is idle.
 }
 
 void BackgroundJobs::start(std::function<Completion()> work)
 {
     {
         const std::lock_guard lock(m_mutex);
-        m_queued.emplace_back(++m_nextJob, std::move(work));
+        m_queued.push_back(std::move(work));
     }
-    m_wake.notify_all();
-    if (!m_launcher.joinable())
-        m_launcher = std::thread([this] { launch(); });
+    m_pool.start(m_runner.get());
 }
 
-void BackgroundJobs::launch()
+void BackgroundJobs::runOne()
 {
     yieldToTheMainThread();
-    std::unique_lock lock(m_mutex);
-    for (;;) {
-        m_wake.wait(lock, [this] { return m_stopping || !m_queued.empty() || !m_ended.empty(); });
+    std::function<Completion()> work;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_stopping || m_queued.empty())
+            return;
+        work = std::move(m_queued.front());
+        m_queued.pop_front();
+    }
+    Completion completion = work();
+    // The job's captures (downloaded bodies, parsed text) are let go here, on this thread.
+    work = nullptr;
+    if (!completion)
+        return;
+    bool post = false;
+    {
+        const std::lock_guard lock(m_mutex);
         if (m_stopping)
             return;
-        // Starting waiting jobs comes first; ended threads are only reaped when nothing waits.
-        if (m_queued.empty()) {
-            std::thread ended = std::move(m_ended.front());
-            m_ended.pop_front();
-            lock.unlock();
-            ended.join();
-            lock.lock();
-            continue;
-        }
-        auto [job, work] = std::move(m_queued.front());
-        m_queued.pop_front();
-        // Started without the lock, so that the owner's thread never waits on a thread creation.
-        lock.unlock();
-        std::thread thread([this, job, work = std::move(work)] {
-            Completion completion = work();
-            {
-                const std::lock_guard lock(m_mutex);
-                m_finished.emplace_back(job, std::move(completion));
-            }
-            QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
-        });
-        lock.lock();
-        // A quick job may already have been delivered; its thread then only needs reaping.
-        if (m_deliveredEarly.erase(job))
-            m_ended.push_back(std::move(thread));
-        else
-            m_threads.emplace(job, std::move(thread));
+        m_finished.push_back(std::move(completion));
+        post = !std::exchange(m_deliveryPosted, true);
     }
+    if (post)
+        QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
 }
 
 void BackgroundJobs::deliver()
 {
-    std::deque<std::pair<quint64, Completion>> finished;
+    std::deque<Completion> finished;
     {
         const std::lock_guard lock(m_mutex);
         finished.swap(m_finished);
+        m_deliveryPosted = false;
     }
     const QPointer<BackgroundJobs> alive(this);
-    for (auto &[job, completion] : finished) {
-        // Joined by the launcher, not here: an ended job's thread runs at a low priority and may
-        // wait a while for a core to finish on, which must not hold up this thread.
-        {
-            const std::lock_guard lock(m_mutex);
-            if (auto node = m_threads.extract(job))
-                m_ended.push_back(std::move(node.mapped()));
-            else
-                m_deliveredEarly.insert(job);
-        }
-        m_wake.notify_all();
+    while (!finished.empty()) {
+        Completion completion = std::move(finished.front());
+        finished.pop_front();
         completion();
         // A completion may end its owner, and this object with it.
         if (!alive)
