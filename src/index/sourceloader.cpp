@@ -2,6 +2,7 @@
 
 #include "index/indexlog.h"
 
+#include <QHostInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QPointer>
@@ -30,6 +31,7 @@ QNetworkRequest indexRequest(const QUrl &url, const std::optional<RepoMeta> &val
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     request.setRawHeader("Connection", "close");
     request.setTransferTimeout(timeouts.requestMilliseconds);
+    request.setMaximumRedirectsAllowed(16);
     if (validators) {
         if (validators->etag)
             request.setRawHeader("If-None-Match", validators->etag->toUtf8());
@@ -90,7 +92,24 @@ void SourceLoader::load(const QString &link, bool force, std::function<void(cons
                 loadWithoutNetwork(load->plan, environment.deviceRoot, false));
             return [this, load, result] { finish(load->ticket, load->plan.link, result); };
         }
-        return [this, load] { tryNextCandidate(load); };
+        return [this, load] { lookUpHost(load); };
+    });
+}
+
+void SourceLoader::lookUpHost(const std::shared_ptr<Load> &load)
+{
+    // Every candidate is on the same host, so one lookup settles them all. It is made here rather
+    // than left to the network manager because Qt 6.4 loses a request whose host lookup fails from
+    // its own cache (the failure is reported before the request is queued, so nothing ever
+    // finishes it): every candidate after a failed first one would hang until the time-out.
+    const QString host = load->plan.candidates.constFirst().host();
+    QHostInfo::lookupHost(host, this, [this, load](const QHostInfo &info) {
+        if (info.error() != QHostInfo::NoError || info.addresses().isEmpty()) {
+            qCDebug(lcIndex) << info.hostName() << "cannot be looked up:" << info.errorString();
+            endWithoutNetwork(load, false);
+            return;
+        }
+        tryNextCandidate(load);
     });
 }
 

@@ -38,6 +38,7 @@ public:
 private:
     struct Load;
 
+    void lookUpHost(const std::shared_ptr<Load> &load);
     void tryNextCandidate(const std::shared_ptr<Load> &load);
     void onReadyRead(const std::shared_ptr<Load> &load, QNetworkReply *reply);
     void onFinished(const std::shared_ptr<Load> &load, QNetworkReply *reply);

@@ -109,7 +109,7 @@ void FaultServer::answer(QTcpSocket *socket, const QByteArray &path)
         head += "Connection: close\r\n";
     if (route.fault == Fault::ChunkedCutShort)
         head += "Transfer-Encoding: chunked\r\n";
-    else
+    else if (!route.undelimited)
         head += "Content-Length: " + QByteArray::number(promised) + "\r\n";
     for (const auto &[name, value] : route.headers)
         head += name + ": " + value + "\r\n";
@@ -162,11 +162,17 @@ void FaultServer::answer(QTcpSocket *socket, const QByteArray &path)
         socket->setProperty("busy", true);
         socket->setProperty("generatedLeft", route.generated);
         connect(socket, &QIODevice::bytesWritten, this, [this, socket] { sendGenerated(socket); });
+        if (auto *ssl = qobject_cast<QSslSocket *>(socket))
+            connect(ssl, &QSslSocket::encryptedBytesWritten, this, [this, socket] { sendGenerated(socket); });
         sendGenerated(socket);
         return;
     }
     socket->write(route.body + route.after);
     socket->flush();
+    // Bytes sent after the answer stand for whatever the next request on this connection would
+    // read; the server answers nothing more here.
+    if (!route.after.isEmpty())
+        socket->setProperty("busy", true);
     if (!route.keepAlive)
         socket->disconnectFromHost();
 }
@@ -174,7 +180,11 @@ void FaultServer::answer(QTcpSocket *socket, const QByteArray &path)
 void FaultServer::sendGenerated(QTcpSocket *socket)
 {
     qint64 left = socket->property("generatedLeft").toLongLong();
-    while (left > 0 && socket->bytesToWrite() < 4 * kGeneratedPiece) {
+    // An encrypting socket hands plain bytes on at once; what waits is the encrypted backlog.
+    const auto *ssl = qobject_cast<QSslSocket *>(socket);
+    const auto backlog = [&] { return socket->bytesToWrite() + (ssl ? ssl->encryptedBytesToWrite() : 0); };
+    while (left > 0 && socket->state() == QAbstractSocket::ConnectedState &&
+           backlog() < 4 * kGeneratedPiece) {
         const qint64 piece = std::min(left, kGeneratedPiece);
         socket->write(generatedPiece().left(piece));
         left -= piece;

@@ -47,6 +47,7 @@ public:
         qint64 generated = 0;      // when set: a body of this many bytes, made as it is sent
         int interval = 0;          // for Fault::Drip
         qint64 contentLength = -1; // when set: the Content-Length sent, whatever the body's size
+        bool undelimited = false;  // no Content-Length: the body ends when the connection does
 
         [[nodiscard]] Route followedBy(QByteArray bytes) const
         {
@@ -65,6 +66,12 @@ public:
         {
             Route r = *this;
             r.generated = bytes;
+            return r;
+        }
+        [[nodiscard]] Route withoutLength() const
+        {
+            Route r = *this;
+            r.undelimited = true;
             return r;
         }
         [[nodiscard]] Route dripping(int milliseconds) const
