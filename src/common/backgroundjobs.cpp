@@ -60,7 +60,9 @@ BackgroundJobs::~BackgroundJobs()
     }
     m_pool.clear();
     m_pool.waitForDone();
-    // Whatever is left is let go here, after the pool is idle.
+    // Every job ends by taking our lock, so taking it once more orders all they did before what
+    // is freed here, in a way ThreadSanitizer can see (the pool's own wait it cannot).
+    const std::lock_guard lock(m_mutex);
 }
 
 void BackgroundJobs::start(std::function<Completion()> work)
@@ -86,17 +88,13 @@ void BackgroundJobs::runOne()
     Completion completion = work();
     // The job's captures (downloaded bodies, parsed text) are let go here, on this thread.
     work = nullptr;
-    if (!completion)
+
+    const std::lock_guard lock(m_mutex);
+    if (!completion || m_stopping)
         return;
-    bool post = false;
-    {
-        const std::lock_guard lock(m_mutex);
-        if (m_stopping)
-            return;
-        m_finished.push_back(std::move(completion));
-        post = !std::exchange(m_deliveryPosted, true);
-    }
-    if (post)
+    m_finished.push_back(std::move(completion));
+    // Posted under the lock, so it cannot race with this object's end.
+    if (!std::exchange(m_deliveryPosted, true))
         QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
 }
 
