@@ -268,14 +268,22 @@ PhaseResult runPhase(const QString &name, const Platform &platform, const QList<
         if (repos.at(i).kind.startsWith(QLatin1String("stalled")))
             stalledLinks.insert(links.at(i));
     }
+    // A source with packages has reached its server (or its cache): when the last one is in.
+    qsizetype withPackages = 0;
+    QObject::connect(&model, &RepoViewModel::packagesByLinkChanged, [&] {
+        qsizetype now = 0;
+        for (const PackageList &packages : model.packagesByLink())
+            now += packages.isEmpty() ? 0 : 1;
+        if (now > withPackages)
+            result.lastReachableMs = double(clock.nsecsElapsed()) / 1e6;
+        withPackages = now;
+    });
     QSet<QString> loading;
     QObject::connect(&model, &RepoViewModel::loadingLinksChanged, [&] {
         const QSet<QString> &now = model.loadingLinks();
         for (const QString &link : std::as_const(loading)) {
             if (!now.contains(link) && !stalledLinks.contains(link))
                 result.allButStalledMs = double(clock.nsecsElapsed()) / 1e6;
-            if (!now.contains(link) && !model.packages(link).isEmpty())
-                result.lastReachableMs = double(clock.nsecsElapsed()) / 1e6;
         }
         loading = now;
     });

@@ -1,5 +1,6 @@
 #include "common/backgroundjobs.h"
 
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QRunnable>
 #include <QThread>
@@ -49,7 +50,7 @@ BackgroundJobs::BackgroundJobs(QObject *parent)
     : QObject(parent)
     , m_runner(std::make_unique<Runner>(*this))
 {
-    m_pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount() - 1));
+    m_pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
 }
 
 BackgroundJobs::~BackgroundJobs()
@@ -100,16 +101,28 @@ void BackgroundJobs::runOne()
 
 void BackgroundJobs::deliver()
 {
-    std::deque<Completion> finished;
-    {
-        const std::lock_guard lock(m_mutex);
-        finished.swap(m_finished);
-        m_deliveryPosted = false;
-    }
+    // Completions run in slices of a couple of milliseconds: a hundred results landing together
+    // must not hold up the screen while they are published.
+    constexpr qint64 kSliceNanoseconds = 2'000'000;
+    QElapsedTimer slice;
+    slice.start();
     const QPointer<BackgroundJobs> alive(this);
-    while (!finished.empty()) {
-        Completion completion = std::move(finished.front());
-        finished.pop_front();
+    for (;;) {
+        Completion completion;
+        {
+            const std::lock_guard lock(m_mutex);
+            if (m_finished.empty()) {
+                m_deliveryPosted = false;
+                return;
+            }
+            if (slice.nsecsElapsed() > kSliceNanoseconds) {
+                // The rest in a later turn of the event loop, after whatever else waits there.
+                QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
+                return;
+            }
+            completion = std::move(m_finished.front());
+            m_finished.pop_front();
+        }
         completion();
         // A completion may end its owner, and this object with it.
         if (!alive)

@@ -23,8 +23,8 @@ public:
     // What a job gives back: run on the owner's thread once the job has finished.
     using Completion = std::function<void()>;
 
-    // One thread fewer than the machine has cores, and at least one: a core stays free for the
-    // thread that draws the screen.
+    // One thread per core: they run at the lowest priority, so the thread that draws the screen
+    // still gets a core whenever it wants one.
     explicit BackgroundJobs(QObject *parent = nullptr);
     // Drops work not started yet, waits for work that runs; no completion runs after this.
     ~BackgroundJobs() override;

@@ -67,13 +67,6 @@ QByteArray joined(QList<QByteArray> &chunks)
     return body;
 }
 
-bool looksCompressed(const IndexResponse &response, const QByteArray &body)
-{
-    return QFileInfo(response.url.path()).suffix().toLower() == QLatin1String("gz") ||
-           response.contentEncoding.toLower().contains("gzip") ||
-           (body.size() >= 2 && quint8(body[0]) == 0x1f && quint8(body[1]) == 0x8b);
-}
-
 // A body in which no stanza names a package is not an index, whatever the status said: a captive
 // portal's page, an error text, binary junk. It must not replace a good cache.
 bool namesAPackage(const PackageList &packages)
@@ -178,6 +171,18 @@ QList<QUrl> indexCandidates(const QString &link)
     return candidates;
 }
 
+bool looksCompressed(const QUrl &url, QByteArrayView contentEncoding, QByteArrayView body)
+{
+    return QFileInfo(url.path()).suffix().toLower() == QLatin1String("gz") ||
+           contentEncoding.toByteArray().toLower().contains("gzip") ||
+           (body.size() >= 2 && quint8(body[0]) == 0x1f && quint8(body[1]) == 0x8b);
+}
+
+bool cannotDecode(const QUrl &url, QByteArrayView contentEncoding, QByteArrayView start)
+{
+    return start.size() >= 2 && quint8(start[0]) == 0x1f && looksCompressed(url, contentEncoding, start);
+}
+
 FetchPlan planFetch(const QString &link, bool force, const LoadEnvironment &environment)
 {
     FetchPlan plan{link, localCandidates(environment.cacheRoot, link), {}, std::nullopt};
@@ -193,7 +198,7 @@ std::optional<LoadResult> acceptIndexResponse(const FetchPlan &plan, IndexRespon
     const QByteArray body = joined(response.chunks);
     if (body.isEmpty())
         return std::nullopt;
-    const bool compressed = looksCompressed(response, body);
+    const bool compressed = looksCompressed(response.url, response.contentEncoding, body);
     QByteArray inflated;
     if (compressed) {
         InflateResult result = inflateRaw(body);

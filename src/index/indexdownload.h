@@ -81,6 +81,15 @@ struct IndexResponse
     QByteArray contentEncoding;
 };
 
+// Whether a body is handled as a compressed index: the candidate's name ends in ".gz", the response
+// says its content is gzip-encoded, or the body begins with the gzip magic bytes.
+[[nodiscard]] bool looksCompressed(const QUrl &url, QByteArrayView contentEncoding, QByteArrayView body);
+
+// True once the first two bytes show that a body can never decode: it is handled as compressed, and
+// its first byte (0x1f, as in every gzip file) announces DEFLATE's reserved block type, which the
+// raw decoder rejects at once. Such a download need not go on.
+[[nodiscard]] bool cannotDecode(const QUrl &url, QByteArrayView contentEncoding, QByteArrayView start);
+
 // Stores the body as this source's cache, decodes it and parses it. No value when it cannot be
 // stored or does not decode: the next candidate is tried. Takes the response by value so its
 // buffers are let go as soon as they are used.

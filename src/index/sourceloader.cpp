@@ -2,10 +2,10 @@
 
 #include "index/indexlog.h"
 
+#include <QHostAddress>
 #include <QHostInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QPointer>
 #include <QTimer>
 
 #include <algorithm>
@@ -14,7 +14,12 @@ namespace {
 
 // How much of a reply Qt may hold before the network thread waits for us to read it: a body that
 // never ends must not pile up in memory faster than it is read and counted.
-constexpr qint64 kReadBufferBytes = qint64(4) * 1024 * 1024;
+// How much of a body is copied out of the reply per turn of the event loop: well under a
+// millisecond's work.
+constexpr qint64 kReadPieceBytes = qint64(512) * 1024;
+// How much Qt may hold for us before its network thread stops reading from the socket: a body
+// that never ends must not pile up in memory faster than it is read and counted.
+constexpr qint64 kReadBufferBytes = qint64(8) * 1024 * 1024;
 
 QNetworkRequest indexRequest(const QUrl &url, const std::optional<RepoMeta> &validators,
                              const DownloadTimeouts &timeouts)
@@ -52,11 +57,11 @@ struct SourceLoader::Load
     qsizetype next = 0; // the candidate to try next
     QUrl current;       // the candidate in flight
     // The request in flight.
+    QNetworkReply *reply = nullptr; // null once its answer is settled
     QList<QByteArray> chunks;
     qint64 received = 0;
-    bool overLimit = false;
-    bool timedOut = false;
-    QPointer<QTimer> deadline;
+    const char *failure = nullptr; // why it was given up before its end
+    bool drainPosted = false;      // a read of the next piece is queued
 };
 
 SourceLoader::SourceLoader(LoadEnvironment environment, QObject *parent)
@@ -103,6 +108,10 @@ void SourceLoader::lookUpHost(const std::shared_ptr<Load> &load)
     // its own cache (the failure is reported before the request is queued, so nothing ever
     // finishes it): every candidate after a failed first one would hang until the time-out.
     const QString host = load->plan.candidates.constFirst().host();
+    if (!QHostAddress(host).isNull()) {
+        tryNextCandidate(load);
+        return;
+    }
     QHostInfo::lookupHost(host, this, [this, load](const QHostInfo &info) {
         if (info.error() != QHostInfo::NoError || info.addresses().isEmpty()) {
             qCDebug(lcIndex) << info.hostName() << "cannot be looked up:" << info.errorString();
@@ -120,66 +129,98 @@ void SourceLoader::tryNextCandidate(const std::shared_ptr<Load> &load)
         return;
     }
     const QUrl url = load->plan.candidates.at(load->next++);
-    load->current = url;
     const DownloadTimeouts &timeouts = m_environment.timeouts;
+    load->current = url;
     load->chunks.clear();
     load->received = 0;
-    load->overLimit = false;
-    load->timedOut = false;
+    load->failure = nullptr;
+    load->drainPosted = false;
 
     QNetworkReply *reply = m_network->get(indexRequest(url, load->plan.validators, timeouts));
+    load->reply = reply;
     reply->setReadBufferSize(kReadBufferBytes);
     // The transfer time-out only catches a transfer that stops moving; this one ends a request that
     // takes too long as a whole, however steadily it drips.
-    load->deadline = new QTimer(reply);
-    load->deadline->setSingleShot(true);
-    connect(load->deadline, &QTimer::timeout, reply, [load, reply] {
-        load->timedOut = true;
-        reply->abort();
-    });
-    load->deadline->start(std::min(timeouts.requestMilliseconds, timeouts.waitMilliseconds));
-    connect(reply, &QNetworkReply::metaDataChanged, this, [load, reply] {
+    auto *deadline = new QTimer(reply);
+    deadline->setSingleShot(true);
+    connect(deadline, &QTimer::timeout, this, [this, load, reply] { giveUp(load, reply, "took too long"); });
+    deadline->start(std::min(timeouts.requestMilliseconds, timeouts.waitMilliseconds));
+    connect(reply, &QNetworkReply::metaDataChanged, this, [this, load, reply] {
         const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
-        if (length.isValid() && length.toLongLong() > kMaxIndexBodyBytes) {
-            load->overLimit = true;
-            reply->abort();
-        }
+        if (length.isValid() && length.toLongLong() > kMaxIndexBodyBytes)
+            giveUp(load, reply, "too large");
     });
-    connect(reply, &QIODevice::readyRead, this, [this, load, reply] { onReadyRead(load, reply); });
-    connect(reply, &QNetworkReply::finished, this, [this, load, reply] { onFinished(load, reply); });
+    connect(reply, &QIODevice::readyRead, this, [this, load, reply] { drain(load, reply); });
+    connect(reply, &QNetworkReply::finished, this, [this, load, reply] { drain(load, reply); });
 }
 
-void SourceLoader::onReadyRead(const std::shared_ptr<Load> &load, QNetworkReply *reply)
+void SourceLoader::drain(const std::shared_ptr<Load> &load, QNetworkReply *reply)
 {
-    if (load->overLimit || load->timedOut)
+    if (load->reply != reply || load->drainPosted)
         return;
-    const qint64 available = reply->bytesAvailable();
-    if (available <= 0)
-        return;
-    if (load->received + available > kMaxIndexBodyBytes) {
-        load->overLimit = true;
-        reply->abort();
+    // One piece per turn of the event loop: a body that piled up while this thread was busy is
+    // copied out a little at a time, never in one long pause.
+    const qint64 available = std::min(reply->bytesAvailable(), kReadPieceBytes);
+    if (available > 0) {
+        if (load->received + available > kMaxIndexBodyBytes) {
+            giveUp(load, reply, "too large");
+            return;
+        }
+        const bool first = load->received < 2;
+        load->received += available;
+        load->chunks.append(reply->read(available));
+        // Most repositories serve a gzip "Packages.gz" beside the plain index: it is refused after
+        // its first two bytes rather than downloaded whole for nothing.
+        if (first && load->received >= 2) {
+            const QByteArray start = load->chunks.size() == 1
+                                         ? load->chunks.constFirst().first(2)
+                                         : (load->chunks.at(0) + load->chunks.at(1)).first(2);
+            if (cannotDecode(load->current, reply->rawHeader("Content-Encoding"), start)) {
+                giveUp(load, reply, "cannot decode");
+                return;
+            }
+        }
+    }
+    if (reply->bytesAvailable() > 0) {
+        load->drainPosted = true;
+        QMetaObject::invokeMethod(
+            reply,
+            [this, load, reply] {
+                load->drainPosted = false;
+                drain(load, reply);
+            },
+            Qt::QueuedConnection);
         return;
     }
-    load->received += available;
-    load->chunks.append(reply->read(available));
+    if (reply->isFinished())
+        complete(load, reply);
 }
 
-void SourceLoader::onFinished(const std::shared_ptr<Load> &load, QNetworkReply *reply)
+void SourceLoader::giveUp(const std::shared_ptr<Load> &load, QNetworkReply *reply, const char *why)
 {
+    if (load->reply != reply)
+        return;
+    load->failure = why;
     reply->disconnect(this);
-    if (load->deadline)
-        load->deadline->stop();
-    onReadyRead(load, reply);
+    reply->abort();
+    complete(load, reply);
+}
+
+void SourceLoader::complete(const std::shared_ptr<Load> &load, QNetworkReply *reply)
+{
+    if (load->reply != reply)
+        return;
+    load->reply = nullptr;
+    reply->disconnect(this);
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     const QNetworkReply::NetworkError error = reply->error();
     qCDebug(lcIndex) << load->current.toString() << "->" << status.toInt() << reply->errorString()
-                     << (load->timedOut ? "(took too long)" : "") << (load->overLimit ? "(too large)" : "");
+                     << (load->failure ? load->failure : "");
     IndexResponse response{load->current, std::exchange(load->chunks, {}), reply->rawHeader("ETag"),
                            reply->rawHeader("Last-Modified"), reply->rawHeader("Content-Encoding")};
     reply->deleteLater();
 
-    const bool answered = status.isValid() && !load->overLimit && !load->timedOut;
+    const bool answered = status.isValid() && !load->failure;
     if (answered && status.toInt() == 304) {
         endWithoutNetwork(load, true);
         return;
@@ -189,7 +230,7 @@ void SourceLoader::onFinished(const std::shared_ptr<Load> &load, QNetworkReply *
     const bool whole =
         answered && status.toInt() == 200 && error == QNetworkReply::NoError && load->received > 0;
     if (!whole) {
-        if (load->received > kReadBufferBytes) // let a big unused body go on a worker
+        if (load->received > kReadPieceBytes) // let a big unused body go on a worker
             m_jobs->start([unused = std::move(response)] { return BackgroundJobs::Completion(); });
         tryNextCandidate(load);
         return;

@@ -40,8 +40,9 @@ private:
 
     void lookUpHost(const std::shared_ptr<Load> &load);
     void tryNextCandidate(const std::shared_ptr<Load> &load);
-    void onReadyRead(const std::shared_ptr<Load> &load, QNetworkReply *reply);
-    void onFinished(const std::shared_ptr<Load> &load, QNetworkReply *reply);
+    void drain(const std::shared_ptr<Load> &load, QNetworkReply *reply);
+    void giveUp(const std::shared_ptr<Load> &load, QNetworkReply *reply, const char *why);
+    void complete(const std::shared_ptr<Load> &load, QNetworkReply *reply);
     void endWithoutNetwork(const std::shared_ptr<Load> &load, bool notModified);
     void finish(quint64 ticket, const QString &link, const std::shared_ptr<const LoadResult> &result);
 

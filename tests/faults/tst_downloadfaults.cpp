@@ -162,7 +162,7 @@ private Q_SLOTS:
             Outcome::Kept);
         row("stall mid-body", {{"Packages", Route{200, m_index, {}, Fault::StallMidBody}}}, Outcome::Kept);
         // Each piece comes well within the transfer time-out; the whole takes longer than a request may.
-        row("slow drip past the request limit", {{"Packages", Route{200, m_index}.dripping(150)}},
+        row("slow drip past the request limit", {{"Packages", Route{200, m_index}.dripping(250)}},
             Outcome::Kept);
         for (const int status : {403, 404, 410, 500, 503, 511}) {
             const QByteArray name = "status " + QByteArray::number(status);
@@ -241,7 +241,7 @@ private Q_SLOTS:
         const QMap<QString, QByteArray> before = snapshot(paths.folder);
         const int plainConnections = m_plainConnections;
 
-        const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{1500, 2000});
+        const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{3000, 4000});
         QVERIFY(loaded.ended);
         QCOMPARE(loaded.healthy.packages.size(), 3);
         QVERIFY(!identifiers(loaded.faulty.packages).contains(QStringLiteral("smuggled")));
@@ -275,7 +275,7 @@ private Q_SLOTS:
         QTemporaryDir data;
         const QString cacheRoot = cacheRootIn(data.path());
         const QString link = m_faults->url(QStringLiteral("no-cache/"));
-        const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{1500, 2000});
+        const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{3000, 4000});
         QVERIFY(loaded.ended);
         QCOMPARE(loaded.faulty.servedFrom, ServedFrom::Nothing);
         QVERIFY(loaded.faulty.packages.isEmpty());
@@ -290,7 +290,7 @@ private Q_SLOTS:
         const QString link = m_faults->url(QStringLiteral("etag/"));
         for (const QByteArray etag : {"\"one\"", "\"two\"", "\"three\""}) {
             m_faults->setRoute("/etag/Packages", Route{200, m_index, {{"ETag", etag}}});
-            const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{1500, 2000});
+            const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{3000, 4000});
             QVERIFY(loaded.ended);
             QCOMPARE(loaded.faulty.servedFrom, ServedFrom::Network);
             QCOMPARE(readRepoMeta(localCandidates(cacheRoot, link).meta)->etag,
