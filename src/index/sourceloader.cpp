@@ -12,8 +12,6 @@
 
 namespace {
 
-// How much of a reply Qt may hold before the network thread waits for us to read it: a body that
-// never ends must not pile up in memory faster than it is read and counted.
 // How much of a body is copied out of the reply per turn of the event loop: well under a
 // millisecond's work.
 constexpr qint64 kReadPieceBytes = qint64(512) * 1024;
@@ -104,9 +102,10 @@ void SourceLoader::load(const QString &link, bool force, std::function<void(cons
 void SourceLoader::lookUpHost(const std::shared_ptr<Load> &load)
 {
     // Every candidate is on the same host, so one lookup settles them all. It is made here rather
-    // than left to the network manager because Qt 6.4 loses a request whose host lookup fails from
-    // its own cache (the failure is reported before the request is queued, so nothing ever
-    // finishes it): every candidate after a failed first one would hang until the time-out.
+    // than left to the network manager because Qt 6.4's HTTP connection can lose a request whose
+    // host lookup fails ("could not de-queue request, failed to report HostNotFoundError"): such a
+    // request never finishes and holds its source until the time-out. A host that cannot be
+    // looked up now ends its source's network step at once.
     const QString host = load->plan.candidates.constFirst().host();
     if (!QHostAddress(host).isNull()) {
         tryNextCandidate(load);
