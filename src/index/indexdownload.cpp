@@ -67,16 +67,6 @@ QByteArray joined(QList<QByteArray> &chunks)
     return body;
 }
 
-// A body in which no stanza names a package is not an index, whatever the status said: a captive
-// portal's page, an error text, binary junk. It must not replace a good cache.
-bool namesAPackage(const PackageList &packages)
-{
-    return std::any_of(packages.cbegin(), packages.cend(), [](const PackageInfo &package) {
-        const std::optional<QStringView> name = package.view(PackageInfo::Package);
-        return name && !name->isEmpty();
-    });
-}
-
 std::optional<QString> optionalHeader(const QByteArray &value)
 {
     return value.isNull() ? std::nullopt : std::optional(QString::fromUtf8(value));
@@ -198,34 +188,30 @@ std::optional<LoadResult> acceptIndexResponse(const FetchPlan &plan, IndexRespon
     const QByteArray body = joined(response.chunks);
     if (body.isEmpty())
         return std::nullopt;
-    const bool compressed = looksCompressed(response.url, response.contentEncoding, body);
-    QByteArray inflated;
-    if (compressed) {
+    // A 200 with a body is the source's index as far as the chain is concerned, even when it turns
+    // out to hold no package: it is written as sent, and a compressed one stays on disk even when it
+    // does not decompress.
+    QDir().mkpath(plan.paths.folder);
+    QByteArray text;
+    if (looksCompressed(response.url, response.contentEncoding, body)) {
+        if (!writeAtomically(plan.paths.gz, body))
+            return std::nullopt;
         InflateResult result = inflateRaw(body);
         if (result.error) {
             qCDebug(lcIndex) << response.url.toString() << "does not decompress:" << result.error->message();
             return std::nullopt;
         }
-        inflated = std::move(result.data);
+        text = std::move(result.data);
+    } else {
+        text = body;
     }
-    const QByteArray &text = compressed ? inflated : body;
-    PackageList packages = parsePackagesData(text, plan.link);
-    if (!namesAPackage(packages)) {
-        qCDebug(lcIndex) << response.url.toString() << "holds no package: not an index";
-        return std::nullopt;
-    }
-
-    // Only a body that proved to be an index replaces the cache.
-    QDir().mkpath(plan.paths.folder);
-    if (compressed && !writeAtomically(plan.paths.gz, body))
-        return std::nullopt;
     if (!writeAtomically(plan.paths.plain, text))
         return std::nullopt;
     saveRepoMeta(plan.paths.meta,
                  RepoMeta{optionalHeader(response.etag), optionalHeader(response.lastModified),
                           response.url.toString(QUrl::FullyEncoded),
                           double(QDateTime::currentMSecsSinceEpoch()) / 1000.0});
-    return indexed(std::move(packages), ServedFrom::Network);
+    return indexed(parsePackagesData(text, plan.link), ServedFrom::Network);
 }
 
 LoadResult loadWithoutNetwork(const FetchPlan &plan, const DeviceRoot &deviceRoot, bool notModified)

@@ -87,7 +87,8 @@ struct IndexResponse
 
 // True once the first two bytes show that a body can never decode: it is handled as compressed, and
 // its first byte (0x1f, as in every gzip file) announces DEFLATE's reserved block type, which the
-// raw decoder rejects at once. Such a download need not go on.
+// raw decoder rejects at once. Such a download need not go on: read whole, it would only have been
+// kept as a "Packages.gz" that no later step can read either.
 [[nodiscard]] bool cannotDecode(const QUrl &url, QByteArrayView contentEncoding, QByteArrayView start);
 
 // Stores the body as this source's cache, decodes it and parses it. No value when it cannot be

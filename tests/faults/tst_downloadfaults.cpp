@@ -28,6 +28,7 @@ using Routes = QList<QPair<QByteArray, Route>>; // candidate file name, route
 
 enum class Outcome {
     Kept,     // the cache answers, untouched
+    Written,  // a 200 with a body is the index as far as the chain goes, even one that holds no package
     Replaced, // the answer was an index after all, and is now the cache
     Nothing,  // there was no cache and nothing else serves
 };
@@ -53,11 +54,15 @@ QStringList identifiers(const PackageList &packages)
 }
 
 // Every file of a folder with its bytes.
+// The index and its validators: what the cache serves. A compressed answer that does not decompress
+// is left beside them as "Packages.gz", as the chain says, and changes neither.
 QMap<QString, QByteArray> snapshot(const QString &folder)
 {
     QMap<QString, QByteArray> files;
-    for (const QFileInfo &info : QDir(folder).entryInfoList(QDir::Files))
-        files.insert(info.fileName(), readFile(info.filePath()));
+    for (const QFileInfo &info : QDir(folder).entryInfoList(QDir::Files)) {
+        if (info.fileName() != QLatin1String("Packages.gz"))
+            files.insert(info.fileName(), readFile(info.filePath()));
+    }
     return files;
 }
 
@@ -169,7 +174,7 @@ private Q_SLOTS:
             row(name.constData(), everyCandidate(Route{status, html}), Outcome::Kept);
         }
         row("captive portal page with 200 everywhere",
-            everyCandidate(Route{200, html, {{"Content-Type", "text/html"}}}), Outcome::Kept);
+            everyCandidate(Route{200, html, {{"Content-Type", "text/html"}}}), Outcome::Written);
         row("empty 200", everyCandidate(Route{200, {}}), Outcome::Kept);
         // HTTP says the body ends where the length says; what follows is not read.
         row("short Content-Length",
@@ -200,7 +205,7 @@ private Q_SLOTS:
         row("Content-Encoding gzip that is not",
             {{"Packages", Route{200, m_index, {{"Content-Encoding", "gzip"}}}}}, Outcome::Kept);
         row("raw DEFLATE body", {{"Packages.gz", Route{200, rawDeflate(m_index)}}}, Outcome::Replaced, 3);
-        row("binary junk", everyCandidate(Route{200, junk}), Outcome::Kept);
+        row("binary junk", everyCandidate(Route{200, junk}), Outcome::Written);
         row("invalid UTF-8", {{"Packages", Route{200, latin1}}}, Outcome::Replaced, 3);
         row("NUL bytes", {{"Packages", Route{200, nul}}}, Outcome::Replaced, 3);
         row("a 50 MB line", {{"Packages", Route{200, longLine}}}, Outcome::Replaced, 4);
@@ -264,6 +269,13 @@ private Q_SLOTS:
             QCOMPARE(readFile(paths.plain).size() > 0, true);
             break;
         }
+        case Outcome::Written:
+            // Served as sent: no package came of it, and the page is now the cached index.
+            QCOMPARE(loaded.faulty.servedFrom, ServedFrom::Network);
+            QCOMPARE(identifiers(loaded.faulty.packages).join(QString()), QString());
+            QCOMPARE(readFile(paths.plain), routes.constLast().second.body);
+            QVERIFY(readRepoMeta(paths.meta));
+            break;
         case Outcome::Nothing:
             break;
         }
