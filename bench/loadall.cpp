@@ -4,14 +4,22 @@
 // non-empty package pool, the longest pause of the main thread's event loop and the peak RSS.
 // Driven by bench/load-all, which makes the repositories (bench/make-repos) and times apt-get beside it.
 //
+// Two worlds: "single" puts every repository on one host (127.0.0.1, the app's view of the tree);
+// "hosts" gives each repository a loopback address of its own (127.0.0.N, the view apt reads: a real
+// gzip "Packages.gz" beside the plain "Packages"), and --with-builtin adds the built-in catalogue,
+// which is unreachable when run inside a network namespace of its own (bench/load-all does that).
+//
 // usage: tallowpine-loadall-bench --repos DIR [--json FILE] [--mode packages|sources]
+//                                 [--world single|hosts] [--with-builtin]
 // Main thread only; the app's own loader threads do the loading.
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
 #include "common/allocator.h"
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
+#include "search/debouncetimer.h"
 #include "search/filterpipeline.h"
+#include "sources/defaultsources.h"
 #include "testcertificates.h"
 
 #include <QCommandLineParser>
@@ -29,7 +37,6 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
-#include <QThreadPool>
 #include <QTimer>
 
 #include <sys/prctl.h>
@@ -73,7 +80,7 @@ QList<Repo> readRepos(const QString &dir)
 class RepoServer
 {
 public:
-    RepoServer(const QString &repoDir, const TestCertificates &certificates)
+    RepoServer(const QString &repoDir, const TestCertificates &certificates, int addresses)
     {
         QFile in(repoDir + QStringLiteral("/nginx.conf.in"));
         QTcpServer probe;
@@ -82,7 +89,11 @@ public:
         const quint16 port = probe.serverPort();
         probe.close();
         QString config = QString::fromUtf8(in.readAll());
-        config.replace(QStringLiteral("@PORT@"), QString::number(port))
+        QString listen;
+        for (int n = 1; n <= addresses; ++n)
+            listen += QStringLiteral("listen 127.0.0.%1:@PORT@ ssl;\n        ").arg(n);
+        config.replace(QStringLiteral("listen 127.0.0.1:@PORT@ ssl;\n        "), listen)
+            .replace(QStringLiteral("@PORT@"), QString::number(port))
             .replace(QStringLiteral("@CERT@"), certificates.certificateFile())
             .replace(QStringLiteral("@KEY@"), certificates.keyFile())
             .replace(QStringLiteral("@ROOT@"), QDir(repoDir).absolutePath())
@@ -175,11 +186,13 @@ struct PhaseResult
 {
     QString name;
     double wallMs = 0;
-    double firstResultMs = -1;  // first allPackagesChanged with a non-empty pool
-    double allButStalledMs = 0; // when the last source that is not slowed down finished
-    double maxStallMs = 0;      // longest gap between two ticks of a 1 ms timer on this thread
-    double maxStallEndMs = 0;   // when that gap ended
-    double startCallMs = 0;     // how long the loadAllPackages() call itself took
+    double firstResultMs = -1;    // first allPackagesChanged with a non-empty pool
+    double allButStalledMs = 0;   // when the last source that is not slowed down finished
+    double lastReachableMs = 0;   // when the last source that got packages finished
+    double firstKeystrokeMs = -1; // after the load: one letter typed to its filtered list
+    double maxStallMs = 0;        // longest gap between two ticks of a 1 ms timer on this thread
+    double maxStallEndMs = 0;     // when that gap ended
+    double startCallMs = 0;       // how long the loadAllPackages() call itself took
     int stallsOver16Ms = 0;
     qint64 ticks = 0;
     qint64 packages = 0;
@@ -219,15 +232,22 @@ void watchStalls(QTimer &ticker, const QElapsedTimer &clock, PhaseResult &result
     });
 }
 
+// Typing settles at once, so a keystroke's time is the filter's own.
+class ImmediateDebounce : public DebounceTimer
+{
+public:
+    void start(std::function<void()> action) override { action(); }
+};
+
 PhaseResult runPhase(const QString &name, const Platform &platform, const QList<Repo> &repos,
-                     const QString &linkBase, bool packagesMode, int mainThreadBoost)
+                     const QStringList &links, bool packagesMode, int mainThreadBoost)
 {
     PhaseResult result;
     result.name = name;
     resetPeakRss();
     result.rssBeforeKiB = currentRssKiB();
 
-    RepoViewModel model(platform);
+    RepoViewModel model(platform, std::make_unique<ImmediateDebounce>());
     if (packagesMode)
         model.setSelectedMode(RepoViewModel::AllPackages);
 
@@ -244,10 +264,20 @@ PhaseResult runPhase(const QString &name, const Platform &platform, const QList<
 
     // Which sources finished when: a link leaves the loading set as its result is published.
     QSet<QString> stalledLinks;
-    for (const Repo &repo : repos) {
-        if (repo.kind.startsWith(QLatin1String("stalled")))
-            stalledLinks.insert(linkBase + repo.name + QLatin1Char('/'));
+    for (qsizetype i = 0; i < repos.size(); ++i) {
+        if (repos.at(i).kind.startsWith(QLatin1String("stalled")))
+            stalledLinks.insert(links.at(i));
     }
+    // A source with packages has reached its server (or its cache): when the last one is in.
+    qsizetype withPackages = 0;
+    QObject::connect(&model, &RepoViewModel::packagesByLinkChanged, [&] {
+        qsizetype now = 0;
+        for (const PackageList &packages : model.packagesByLink())
+            now += packages.isEmpty() ? 0 : 1;
+        if (now > withPackages)
+            result.lastReachableMs = double(clock.nsecsElapsed()) / 1e6;
+        withPackages = now;
+    });
     QSet<QString> loading;
     QObject::connect(&model, &RepoViewModel::loadingLinksChanged, [&] {
         const QSet<QString> &now = model.loadingLinks();
@@ -281,71 +311,25 @@ PhaseResult runPhase(const QString &name, const Platform &platform, const QList<
     result.cpuMs = cpuMsSoFar() - cpuBefore;
 
     result.packages = model.allPackages().size();
+    if (packagesMode) {
+        // Let the filter runs queued by the last appends land, then type one letter.
+        QTimer::singleShot(300, &loop, &QEventLoop::quit);
+        loop.exec();
+        QElapsedTimer keystroke;
+        const QMetaObject::Connection filtered =
+            QObject::connect(&model, &RepoViewModel::filteredPackagesChanged, &loop, [&] {
+                if (result.firstKeystrokeMs < 0)
+                    result.firstKeystrokeMs = double(keystroke.nsecsElapsed()) / 1e6;
+                loop.quit();
+            });
+        keystroke.start();
+        model.setSearchText(QStringLiteral("a"));
+        if (result.firstKeystrokeMs < 0)
+            loop.exec();
+        QObject::disconnect(filtered);
+    }
     for (const RepoSource &source : model.sources())
         ++result.served[servedFromName(model.loader().lastServedFrom(source.link))];
-    result.rssAfterKiB = currentRssKiB();
-    result.peakRssKiB = peakRssKiB();
-    return result;
-}
-
-// A what-if for the report, not the app's code path: the same per-source load (loadSourceIndex) on a
-// pool of a few threads instead of one thread per source, each result appended to a pool on this
-// thread and handed to a filter pipeline in "All Packages" mode, as the state object does. Shows what
-// bounding the loader's concurrency would do to the main thread's pauses, the time and the memory.
-PhaseResult runBoundedPhase(const QString &name, const Platform &platform, const QList<RepoSource> &sources,
-                            int threads)
-{
-    PhaseResult result;
-    result.name = name;
-    resetPeakRss();
-    result.rssBeforeKiB = currentRssKiB();
-    const LoadEnvironment environment{cacheRootIn(platform.dataDirectory), platform.deviceRoot,
-                                      platform.timeouts, nullptr};
-    QThreadPool workers;
-    workers.setMaxThreadCount(threads);
-    FilterPipeline pipeline;
-    pipeline.setPackagesMode(true);
-    pipeline.setSearchText(QString());
-    PackagePool pool;
-
-    QEventLoop loop;
-    QElapsedTimer clock;
-    QTimer ticker;
-    watchStalls(ticker, clock, result);
-
-    qsizetype remaining = sources.size();
-    QObject context;
-    const double cpuBefore = cpuMsSoFar();
-    clock.start();
-    ticker.start();
-    for (const RepoSource &source : sources) {
-        workers.start([&, link = source.link] {
-            auto loaded = std::make_shared<const LoadResult>(loadSourceIndex(link, false, environment));
-            QMetaObject::invokeMethod(
-                &context,
-                [&, loaded] {
-                    ++result.served[servedFromName(loaded->servedFrom)];
-                    pool.append(loaded->packages);
-                    pipeline.setPool(pool);
-                    if (result.firstResultMs < 0 && !pool.isEmpty())
-                        result.firstResultMs = double(clock.nsecsElapsed()) / 1e6;
-                    if (--remaining == 0) {
-                        result.wallMs = double(clock.nsecsElapsed()) / 1e6;
-                        result.finished = true;
-                        loop.quit();
-                    }
-                },
-                Qt::QueuedConnection);
-        });
-    }
-    result.startCallMs = double(clock.nsecsElapsed()) / 1e6;
-    QTimer::singleShot(300000, &loop, &QEventLoop::quit);
-    loop.exec();
-    ticker.stop();
-    workers.waitForDone();
-    result.cpuMs = cpuMsSoFar() - cpuBefore;
-    result.allButStalledMs = result.wallMs;
-    result.packages = pool.size();
     result.rssAfterKiB = currentRssKiB();
     result.peakRssKiB = peakRssKiB();
     return result;
@@ -361,6 +345,8 @@ QJsonObject toJson(const PhaseResult &r)
                        {QStringLiteral("wall_ms"), r.wallMs},
                        {QStringLiteral("first_result_ms"), r.firstResultMs},
                        {QStringLiteral("all_but_stalled_ms"), r.allButStalledMs},
+                       {QStringLiteral("last_reachable_ms"), r.lastReachableMs},
+                       {QStringLiteral("first_keystroke_ms"), r.firstKeystrokeMs},
                        {QStringLiteral("max_stall_ms"), r.maxStallMs},
                        {QStringLiteral("max_stall_end_ms"), r.maxStallEndMs},
                        {QStringLiteral("cpu_ms"), r.cpuMs},
@@ -405,11 +391,14 @@ int main(int argc, char **argv)
         QStringLiteral("main-thread-boost"),
         QStringLiteral("What-if: lower the main thread's nice value by N once the loads have started."),
         QStringLiteral("N"), QStringLiteral("0"));
-    const QCommandLineOption poolOption(
-        QStringLiteral("what-if-pool"),
-        QStringLiteral("What-if: also run warm and offline loads on a pool of N threads (0: skip)."),
-        QStringLiteral("N"), QStringLiteral("0"));
-    parser.addOptions({reposOption, jsonOption, modeOption, boostOption, poolOption});
+    const QCommandLineOption worldOption(
+        QStringLiteral("world"),
+        QStringLiteral(
+            "single: every repository on 127.0.0.1; hosts: each on a loopback address of its own."),
+        QStringLiteral("WORLD"), QStringLiteral("single"));
+    const QCommandLineOption builtinOption(QStringLiteral("with-builtin"),
+                                           QStringLiteral("Keep the built-in catalogue in the source list."));
+    parser.addOptions({reposOption, jsonOption, modeOption, boostOption, worldOption, builtinOption});
     parser.process(app);
     if (!parser.isSet(reposOption))
         parser.showHelp(1);
@@ -422,7 +411,6 @@ int main(int argc, char **argv)
     }
     const bool packagesMode = parser.value(modeOption) != QLatin1String("sources");
     const int boost = parser.value(boostOption).toInt();
-    const int whatIfPool = parser.value(poolOption).toInt();
 
     const TestCertificates certificates;
     if (!certificates.isValid()) {
@@ -432,17 +420,29 @@ int main(int argc, char **argv)
     // Before any network access manager exists, as --ca-file does it.
     certificates.trustInThisProcess();
 
-    RepoServer server(repoDir, certificates);
+    const bool hosts = parser.value(worldOption) == QLatin1String("hosts");
+    RepoServer server(repoDir, certificates, hosts ? int(repos.size()) : 1);
     if (server.port() == 0) {
         std::fprintf(stderr, "loadall: nginx did not start\n");
         return 1;
     }
-    const QString linkBase = QStringLiteral("https://127.0.0.1:%1/app/").arg(server.port());
+    QStringList links;
+    for (qsizetype i = 0; i < repos.size(); ++i) {
+        links.append(
+            hosts ? QStringLiteral("https://127.0.0.%1:%2/apt/%3/")
+                        .arg(i + 1)
+                        .arg(server.port())
+                        .arg(repos.at(i).name)
+                  : QStringLiteral("https://127.0.0.1:%1/app/%2/").arg(server.port()).arg(repos.at(i).name));
+    }
 
     QList<RepoSource> catalogue;
+    if (parser.isSet(builtinOption))
+        catalogue = defaultSources();
     qint64 expectedPackages = 0, plainBytes = 0, servedBytes = 0;
-    for (const Repo &repo : repos) {
-        catalogue.append({repo.name, repo.name, linkBase + repo.name + QLatin1Char('/'), QString(), true});
+    for (qsizetype i = 0; i < repos.size(); ++i) {
+        const Repo &repo = repos.at(i);
+        catalogue.append({repo.name, repo.name, links.at(i), QString(), true});
         expectedPackages += repo.packages;
         plainBytes += repo.plainBytes;
         servedBytes += repo.servedBytes;
@@ -459,19 +459,11 @@ int main(int argc, char **argv)
     platform.catalogue = catalogue;
     platform.diagnostics = stderr;
 
-    const PhaseResult cold = runPhase(QStringLiteral("cold"), platform, repos, linkBase, packagesMode, boost);
-    const PhaseResult warm = runPhase(QStringLiteral("warm"), platform, repos, linkBase, packagesMode, boost);
-    QList<PhaseResult> whatIf;
-    const QString poolName = QStringLiteral("%1 (pool of %2)");
-    if (whatIfPool > 0)
-        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("warm")).arg(whatIfPool), platform,
-                                      catalogue, whatIfPool));
+    const PhaseResult cold = runPhase(QStringLiteral("cold"), platform, repos, links, packagesMode, boost);
+    const PhaseResult warm = runPhase(QStringLiteral("warm"), platform, repos, links, packagesMode, boost);
     server.stop();
     const PhaseResult offline =
-        runPhase(QStringLiteral("offline"), platform, repos, linkBase, packagesMode, boost);
-    if (whatIfPool > 0)
-        whatIf.append(runBoundedPhase(poolName.arg(QStringLiteral("offline")).arg(whatIfPool), platform,
-                                      catalogue, whatIfPool));
+        runPhase(QStringLiteral("offline"), platform, repos, links, packagesMode, boost);
 
     std::printf(
         "\nloadAllPackages over %lld sources, %lld packages in the indexes, %.1f MB plain text, %.1f MB "
@@ -479,20 +471,21 @@ int main(int argc, char **argv)
         qint64(repos.size()), expectedPackages, double(plainBytes) / 1e6, double(servedBytes) / 1e6,
         packagesMode ? "All Packages" : "All Sources",
         boost ? qPrintable(QStringLiteral(", main thread nice -%1").arg(boost)) : "");
-    std::printf("%-20s %8s %8s %9s %9s %9s %6s %8s %8s %9s  %s\n", "phase", "wall ms", "first ms", "unslowed",
-                "max stall", "stall end", ">16ms", "cpu ms", "packages", "peak MiB", "served");
-    QList<const PhaseResult *> rows{&cold, &warm, &offline};
-    for (const PhaseResult &r : whatIf)
-        rows.append(&r);
+    std::printf("%-20s %8s %8s %9s %9s %9s %9s %6s %8s %8s %9s %9s  %s\n", "phase", "wall ms", "first ms",
+                "unslowed", "last data", "max stall", "stall end", ">16ms", "cpu ms", "packages", "peak MiB",
+                "keystroke", "served");
+    const QList<const PhaseResult *> rows{&cold, &warm, &offline};
     for (const PhaseResult *r : rows) {
-        std::printf("%-20s %8.0f %8.0f %9.0f %9.1f %9.0f %6d %8.0f %8lld %9.1f  %s%s\n", qPrintable(r->name),
-                    r->wallMs, r->firstResultMs, r->allButStalledMs, r->maxStallMs, r->maxStallEndMs,
-                    r->stallsOver16Ms, r->cpuMs, r->packages, double(r->peakRssKiB) / 1024.0,
-                    qPrintable(servedText(*r)), r->finished ? "" : "  (DID NOT FINISH)");
+        std::printf("%-20s %8.0f %8.0f %9.0f %9.0f %9.1f %9.0f %6d %8.0f %8lld %9.1f %9.1f  %s%s\n",
+                    qPrintable(r->name), r->wallMs, r->firstResultMs, r->allButStalledMs, r->lastReachableMs,
+                    r->maxStallMs, r->maxStallEndMs, r->stallsOver16Ms, r->cpuMs, r->packages,
+                    double(r->peakRssKiB) / 1024.0, r->firstKeystrokeMs, qPrintable(servedText(*r)),
+                    r->finished ? "" : "  (DID NOT FINISH)");
     }
     std::printf(
-        "(unslowed: when the last source that is not rate-limited finished; stall end: when the longest\n"
-        " main-thread gap ended, from the start of the load)\n");
+        "(unslowed: when the last source that is not rate-limited finished; last data: when the last source\n"
+        " that got packages finished; stall end: when the longest main-thread gap ended, from the start of\n"
+        " the load; keystroke: one letter typed after the load, to its filtered list, in ms)\n");
     std::printf("RSS before the cold load %.1f MiB; its peak %.1f MiB (%.2f x the plain text)\n",
                 double(cold.rssBeforeKiB) / 1024.0, double(cold.peakRssKiB) / 1024.0,
                 double(cold.peakRssKiB) * 1024.0 / double(plainBytes));

@@ -16,7 +16,7 @@ LoadEnvironment loadEnvironment(const Platform &platform)
 {
     const QString cacheRoot =
         platform.dataDirectory.isEmpty() ? defaultCacheRoot() : cacheRootIn(platform.dataDirectory);
-    return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, nullptr, platform.offline};
+    return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, platform.offline};
 }
 
 } // namespace
@@ -486,6 +486,7 @@ void RepoViewModel::loadPackages(const QString &link, bool force,
     }
     setLoading(link, true);
     m_loader->load(link, force, [this, link, completion = std::move(completion)](const LoadResult &result) {
+        m_searchIndexes.insert(link, {result.packages, result.searchIndex});
         publishPackages(link, result.packages);
         completion(result.packages);
     });
@@ -501,6 +502,18 @@ void RepoViewModel::publishPackages(const QString &link, const PackageList &pack
         m_packages = packages;
         Q_EMIT packagesChanged();
     }
+}
+
+PackagePool::Index RepoViewModel::searchIndexFor(const PackageList &packages) const
+{
+    if (packages.isEmpty())
+        return {};
+    // Only the index built from this very list will do; a later load of the link built another.
+    const auto known = m_searchIndexes.constFind(packages.first().sourceLink());
+    if (known == m_searchIndexes.cend() || known->first.constData() != packages.constData() ||
+        known->first.size() != packages.size())
+        return {};
+    return known->second;
 }
 
 void RepoViewModel::setLoading(const QString &link, bool loading)
@@ -547,7 +560,7 @@ void RepoViewModel::loadAllPackages(std::function<void()> completion)
             QMetaObject::invokeMethod(
                 this,
                 [this, remaining, finish, packages] {
-                    m_allPackages.append(packages);
+                    m_allPackages.append(packages, searchIndexFor(packages));
                     Q_EMIT allPackagesChanged();
                     if (--*remaining == 0)
                         finish();

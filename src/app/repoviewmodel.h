@@ -232,6 +232,7 @@ private:
     void loadInstalledPackages();
     void setInstalledPackages(const QSet<QString> &installed);
     void publishPackages(const QString &link, const PackageList &packages);
+    [[nodiscard]] PackagePool::Index searchIndexFor(const PackageList &packages) const;
     void setLoading(const QString &link, bool loading);
     void setFilteredPackages(const PackageSelection &packages);
     void loadSources();
@@ -257,6 +258,8 @@ private:
     QString m_alertMessage;
     PackageList m_packages;
     PackagePool m_allPackages;
+    // The search index each load built beside its list, so "All Packages" never indexes on a keystroke.
+    QHash<QString, std::pair<PackageList, PackagePool::Index>> m_searchIndexes;
     PackageSelection m_filteredPackages;
     std::optional<QString> m_selectedArchitecture;
     bool m_isAddSourcePresented = false;

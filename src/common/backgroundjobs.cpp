@@ -1,6 +1,11 @@
 #include "common/backgroundjobs.h"
 
+#include <QElapsedTimer>
 #include <QPointer>
+#include <QRunnable>
+#include <QThread>
+
+#include <algorithm>
 
 #if defined(Q_OS_LINUX)
 #include <sys/resource.h>
@@ -9,102 +14,115 @@
 
 namespace {
 
-// A hundred jobs that wake up together (every source's index arriving at once) must not starve the
-// thread that draws the screen: jobs run at the lowest priority, and threads they start inherit it.
-// (Not SCHED_IDLE: a job holding one of our locks could then wait indefinitely for a core while the
-// main thread waits for the lock.)
+// Many results landing together (every source's index arriving at once) must not starve the thread
+// that draws the screen: pool threads run at the lowest priority. (Not SCHED_IDLE: a job holding
+// one of our locks could then wait indefinitely for a core while the main thread waits for it.)
 void yieldToTheMainThread()
 {
 #if defined(Q_OS_LINUX)
-    setpriority(PRIO_PROCESS, id_t(gettid()), 19);
+    thread_local bool lowered = false;
+    if (!lowered) {
+        setpriority(PRIO_PROCESS, id_t(gettid()), 19);
+        lowered = true;
+    }
 #endif
 }
 
 } // namespace
 
+// Started once per job; each run takes whichever job is next in our queue. Made before the pool has
+// a thread, so every pool thread sees it complete.
+class BackgroundJobs::Runner : public QRunnable
+{
+public:
+    explicit Runner(BackgroundJobs &jobs)
+        : m_jobs(jobs)
+    {
+        setAutoDelete(false);
+    }
+    void run() override { m_jobs.runOne(); }
+
+private:
+    BackgroundJobs &m_jobs;
+};
+
+BackgroundJobs::BackgroundJobs(QObject *parent)
+    : QObject(parent)
+    , m_runner(std::make_unique<Runner>(*this))
+{
+    m_pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
+}
+
 BackgroundJobs::~BackgroundJobs()
 {
     {
         const std::lock_guard lock(m_mutex);
-        m_stopping = true; // jobs not started yet are dropped
+        m_stopping = true;
     }
-    m_wake.notify_all();
-    if (m_launcher.joinable())
-        m_launcher.join();
-    for (auto &[job, thread] : m_threads)
-        thread.join();
-    for (std::thread &thread : m_ended)
-        thread.join();
+    m_pool.clear();
+    m_pool.waitForDone();
+    // Every job ends by taking our lock, so taking it once more orders all they did before what
+    // is freed here, in a way ThreadSanitizer can see (the pool's own wait it cannot).
+    const std::lock_guard lock(m_mutex);
 }
 
 void BackgroundJobs::start(std::function<Completion()> work)
 {
     {
         const std::lock_guard lock(m_mutex);
-        m_queued.emplace_back(++m_nextJob, std::move(work));
+        m_queued.push_back(std::move(work));
     }
-    m_wake.notify_all();
-    if (!m_launcher.joinable())
-        m_launcher = std::thread([this] { launch(); });
+    m_pool.start(m_runner.get());
 }
 
-void BackgroundJobs::launch()
+void BackgroundJobs::runOne()
 {
     yieldToTheMainThread();
-    std::unique_lock lock(m_mutex);
-    for (;;) {
-        m_wake.wait(lock, [this] { return m_stopping || !m_queued.empty() || !m_ended.empty(); });
-        if (m_stopping)
+    std::function<Completion()> work;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_stopping || m_queued.empty())
             return;
-        // Starting waiting jobs comes first; ended threads are only reaped when nothing waits.
-        if (m_queued.empty()) {
-            std::thread ended = std::move(m_ended.front());
-            m_ended.pop_front();
-            lock.unlock();
-            ended.join();
-            lock.lock();
-            continue;
-        }
-        auto [job, work] = std::move(m_queued.front());
+        work = std::move(m_queued.front());
         m_queued.pop_front();
-        // Started without the lock, so that the owner's thread never waits on a thread creation.
-        lock.unlock();
-        std::thread thread([this, job, work = std::move(work)] {
-            Completion completion = work();
-            {
-                const std::lock_guard lock(m_mutex);
-                m_finished.emplace_back(job, std::move(completion));
-            }
-            QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
-        });
-        lock.lock();
-        // A quick job may already have been delivered; its thread then only needs reaping.
-        if (m_deliveredEarly.erase(job))
-            m_ended.push_back(std::move(thread));
-        else
-            m_threads.emplace(job, std::move(thread));
     }
+    Completion completion = work();
+    // The job's captures (downloaded bodies, parsed text) are let go here, on this thread.
+    work = nullptr;
+
+    const std::lock_guard lock(m_mutex);
+    if (!completion || m_stopping)
+        return;
+    m_finished.push_back(std::move(completion));
+    // Posted under the lock, so it cannot race with this object's end.
+    if (!std::exchange(m_deliveryPosted, true))
+        QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
 }
 
 void BackgroundJobs::deliver()
 {
-    std::deque<std::pair<quint64, Completion>> finished;
-    {
-        const std::lock_guard lock(m_mutex);
-        finished.swap(m_finished);
-    }
+    // Completions run in slices of a couple of milliseconds: a hundred results landing together
+    // must not hold up the screen while they are published.
+    constexpr qint64 kSliceNanoseconds = 2'000'000;
+    QElapsedTimer slice;
+    slice.start();
     const QPointer<BackgroundJobs> alive(this);
-    for (auto &[job, completion] : finished) {
-        // Joined by the launcher, not here: an ended job's thread runs at a low priority and may
-        // wait a while for a core to finish on, which must not hold up this thread.
+    for (;;) {
+        Completion completion;
         {
             const std::lock_guard lock(m_mutex);
-            if (auto node = m_threads.extract(job))
-                m_ended.push_back(std::move(node.mapped()));
-            else
-                m_deliveredEarly.insert(job);
+            if (m_finished.empty()) {
+                m_deliveryPosted = false;
+                return;
+            }
+            if (slice.nsecsElapsed() > kSliceNanoseconds) {
+                // The rest in a later turn of the event loop, after whatever else waits there.
+                QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
+                return;
+            }
+            completion = std::move(m_finished.front());
+            m_finished.pop_front();
         }
-        m_wake.notify_all();
         completion();
         // A completion may end its owner, and this object with it.
         if (!alive)

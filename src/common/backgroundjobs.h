@@ -1,20 +1,19 @@
-// Runs work on threads of its own and hands each result back on the thread that owns this object.
-// Lives on its owner's thread (the main thread); the work runs on one new thread per job.
+// Runs work on a small pool of threads and hands each result back on the thread that owns this object.
+// Lives on its owner's thread (the main thread); the work runs on the pool's threads.
 //
-// The hand-back goes through a std::mutex of ours rather than through a lambda queued on the event
-// loop: Qt's internal locks are invisible to ThreadSanitizer in a normal Qt build, ours are not, so
-// the concurrency tests can run under it without excusing anything of ours.
+// Work goes in and completions come back through a std::mutex of ours rather than inside the lambdas
+// that Qt queues: Qt's internal locks are invisible to ThreadSanitizer in a normal Qt build, ours are
+// not, so the concurrency tests can run under it without excusing anything of ours. The pool only
+// ever runs one fixed runnable that takes the next piece of work from our queue.
 #pragma once
 
 #include <QObject>
+#include <QThreadPool>
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
-#include <thread>
-#include <unordered_map>
-#include <unordered_set>
 
 class BackgroundJobs : public QObject
 {
@@ -24,26 +23,26 @@ public:
     // What a job gives back: run on the owner's thread once the job has finished.
     using Completion = std::function<void()>;
 
-    using QObject::QObject;
-    // Waits for every job still running; their completions are dropped.
+    // One thread per core: they run at the lowest priority, so the thread that draws the screen
+    // still gets a core whenever it wants one.
+    explicit BackgroundJobs(QObject *parent = nullptr);
+    // Drops work not started yet, waits for work that runs; no completion runs after this.
     ~BackgroundJobs() override;
 
-    // Returns at once: threads are started by a launcher thread, since creating a hundred of them
-    // while the first ones already run would hold up the caller.
+    // Returns at once. A job that returns an empty completion hands nothing back (useful for
+    // letting big buffers go on a worker rather than here).
     void start(std::function<Completion()> work);
 
 private:
+    class Runner;
+    void runOne();
     Q_INVOKABLE void deliver();
-    void launch();
 
     std::mutex m_mutex;
-    std::condition_variable m_wake;
-    std::deque<std::pair<quint64, std::function<Completion()>>> m_queued; // guarded by m_mutex
-    std::deque<std::pair<quint64, Completion>> m_finished;                // guarded by m_mutex
-    std::unordered_map<quint64, std::thread> m_threads;                   // guarded by m_mutex
-    std::deque<std::thread> m_ended;                                      // guarded by m_mutex
-    std::unordered_set<quint64> m_deliveredEarly;                         // guarded by m_mutex
-    bool m_stopping = false;                                              // guarded by m_mutex
-    quint64 m_nextJob = 0;                                                // owner's thread only
-    std::thread m_launcher;                                               // owner's thread only
+    std::deque<std::function<Completion()>> m_queued; // guarded by m_mutex
+    std::deque<Completion> m_finished;                // guarded by m_mutex
+    bool m_stopping = false;                          // guarded by m_mutex
+    bool m_deliveryPosted = false;                    // guarded by m_mutex
+    std::unique_ptr<Runner> m_runner;                 // set before the pool starts any thread
+    QThreadPool m_pool;                               // last: its threads end before the rest
 };

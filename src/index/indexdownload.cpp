@@ -1,44 +1,21 @@
 #include "index/indexdownload.h"
 
-#include "common/cpugate.h"
 #include "device/listkeys.h"
 #include "device/locallists.h"
-#include "index/cachepaths.h"
 #include "index/indexlog.h"
 #include "index/packagesparser.h"
 #include "index/rawinflate.h"
-#include "index/repometa.h"
+#include "search/searchindex.h"
 
 #include <QDateTime>
 #include <QDir>
-#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QSaveFile>
-#include <QTimer>
-#include <QUrl>
+
+#include <algorithm>
 
 namespace {
-
-struct HttpAnswer
-{
-    bool answered = false; // an HTTP response arrived (any status)
-    int status = 0;
-    QByteArray body;
-    QByteArray etag;
-    QByteArray lastModified;
-    QByteArray contentEncoding;
-};
-
-std::optional<QByteArray> readWhole(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    return file.readAll();
-}
 
 bool writeAtomically(const QString &path, QByteArrayView bytes)
 {
@@ -47,69 +24,47 @@ bool writeAtomically(const QString &path, QByteArrayView bytes)
            file.commit();
 }
 
-// One GET on this thread's own manager. Gives up after the wait; the reply is then aborted and
-// freed rather than left running, since nothing would read its result.
-HttpAnswer fetch(QNetworkAccessManager &manager, const QUrl &url, const std::optional<RepoMeta> &validators,
-                 const LoadEnvironment &env)
+LoadResult indexed(PackageList packages, ServedFrom servedFrom)
 {
-    const DownloadTimeouts &timeouts = env.timeouts;
-    QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    request.setTransferTimeout(timeouts.requestMilliseconds);
-    if (validators) {
-        if (validators->etag)
-            request.setRawHeader("If-None-Match", validators->etag->toUtf8());
-        if (validators->lastModified)
-            request.setRawHeader("If-Modified-Since", validators->lastModified->toUtf8());
-    }
-
-    QNetworkReply *reply = manager.get(request);
-    QEventLoop loop;
-    QTimer wait;
-    wait.setSingleShot(true);
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&wait, &QTimer::timeout, &loop, &QEventLoop::quit);
-    wait.start(timeouts.waitMilliseconds);
-    QTimer cancelCheck;
-    if (env.cancelled) {
-        QObject::connect(&cancelCheck, &QTimer::timeout, &loop, [&] {
-            if (*env.cancelled)
-                loop.quit();
-        });
-        cancelCheck.start(50);
-    }
-    loop.exec();
-
-    HttpAnswer answer;
-    if (reply->isFinished()) {
-        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        // A transport error after the headers (a reset mid-body, a short body) still counts as an
-        // error: the body is not the whole index.
-        const bool transportError = reply->error() != QNetworkReply::NoError && !status.isValid();
-        const bool brokenBody = reply->error() != QNetworkReply::NoError && status.toInt() == 200;
-        if (status.isValid() && !transportError && !brokenBody) {
-            answer.answered = true;
-            answer.status = status.toInt();
-            answer.body = reply->readAll();
-            answer.etag = reply->rawHeader("ETag");
-            answer.lastModified = reply->rawHeader("Last-Modified");
-            answer.contentEncoding = reply->rawHeader("Content-Encoding");
-        }
-        qCDebug(lcIndex) << url.toString() << "->" << status.toInt() << reply->errorString();
-    } else {
-        qCDebug(lcIndex) << url.toString() << "gave up after" << timeouts.waitMilliseconds << "ms";
-        reply->abort();
-    }
-    delete reply;
-    return answer;
+    LoadResult result{std::move(packages), servedFrom, nullptr};
+    if (!result.packages.isEmpty())
+        result.searchIndex = std::make_shared<const SearchIndex>(result.packages);
+    return result;
 }
 
-bool looksCompressed(const QUrl &url, const HttpAnswer &answer)
+// Parses a file in place from the page cache rather than copying it first.
+std::optional<PackageList> parseFile(const QString &path, const QString &link)
 {
-    return QFileInfo(url.path()).suffix().toLower() == QLatin1String("gz") ||
-           answer.contentEncoding.toLower().contains("gzip") ||
-           (answer.body.size() >= 2 && quint8(answer.body[0]) == 0x1f && quint8(answer.body[1]) == 0x8b);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    if (file.size() == 0)
+        return PackageList();
+    if (uchar *mapped = file.map(0, file.size())) {
+        PackageList packages =
+            parsePackagesData(QByteArrayView(reinterpret_cast<const char *>(mapped), file.size()), link);
+        file.unmap(mapped);
+        return packages;
+    }
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return std::nullopt;
+    return parsePackagesData(bytes, link);
+}
+
+QByteArray joined(QList<QByteArray> &chunks)
+{
+    if (chunks.size() == 1)
+        return std::exchange(chunks.front(), QByteArray());
+    qsizetype total = 0;
+    for (const QByteArray &chunk : std::as_const(chunks))
+        total += chunk.size();
+    QByteArray body;
+    body.reserve(total);
+    for (QByteArray &chunk : chunks)
+        body.append(std::exchange(chunk, QByteArray()));
+    chunks.clear();
+    return body;
 }
 
 std::optional<QString> optionalHeader(const QByteArray &value)
@@ -117,64 +72,14 @@ std::optional<QString> optionalHeader(const QByteArray &value)
     return value.isNull() ? std::nullopt : std::optional(QString::fromUtf8(value));
 }
 
-struct FetchOutcome
-{
-    std::optional<QByteArray> text;
-    bool notModified = false;
-};
-
-FetchOutcome conditionalFetch(const QString &link, bool force, const RepoPaths &paths,
-                              const LoadEnvironment &env)
-{
-    const QList<QUrl> candidates = env.offline ? QList<QUrl>() : indexCandidates(link);
-    if (candidates.isEmpty())
-        return {};
-    const std::optional<RepoMeta> meta = force ? std::nullopt : readRepoMeta(paths.meta);
-
-    // A fresh manager per load: no shared cache, cookies or credentials between loads.
-    QNetworkAccessManager manager;
-    for (const QUrl &url : candidates) {
-        if (env.cancelled && *env.cancelled)
-            return {};
-        const HttpAnswer answer = fetch(manager, url, meta, env);
-        if (!answer.answered)
-            continue;
-        if (answer.status == 304)
-            return {std::nullopt, true};
-        if (answer.status != 200 || answer.body.isEmpty())
-            continue;
-
-        const CpuGate::Pass pass = CpuGate::shared().enter();
-        QDir().mkpath(paths.folder);
-        std::optional<QByteArray> text;
-        if (looksCompressed(url, answer)) {
-            if (!writeAtomically(paths.gz, answer.body))
-                continue;
-            const GunzipResult inflated = gunzipFile(paths.gz);
-            if (inflated.error)
-                continue;
-            text = readWhole(inflated.outputPath);
-        } else if (writeAtomically(paths.plain, answer.body)) {
-            text = answer.body;
-        }
-        if (!text)
-            continue;
-        saveRepoMeta(paths.meta, RepoMeta{optionalHeader(answer.etag), optionalHeader(answer.lastModified),
-                                          url.toString(QUrl::FullyEncoded),
-                                          double(QDateTime::currentMSecsSinceEpoch()) / 1000.0});
-        return {std::move(text), false};
-    }
-    return {};
-}
-
-std::optional<QByteArray> readCache(const RepoPaths &paths)
+std::optional<PackageList> readCache(const RepoPaths &paths, const QString &link)
 {
     if (QFileInfo::exists(paths.plain))
-        return readWhole(paths.plain);
+        return parseFile(paths.plain, link);
     if (QFileInfo::exists(paths.gz)) {
         const GunzipResult inflated = gunzipFile(paths.gz);
         if (!inflated.error)
-            return readWhole(inflated.outputPath);
+            return parseFile(inflated.outputPath, link);
     }
     return std::nullopt;
 }
@@ -200,7 +105,7 @@ std::optional<QString> localListFile(const QString &link, const QString &listsFo
     return inflated.error ? std::nullopt : std::optional(inflated.outputPath);
 }
 
-std::optional<QByteArray> readLists(const QString &link, const RepoPaths &paths, const DeviceRoot &root)
+std::optional<PackageList> readLists(const QString &link, const RepoPaths &paths, const DeviceRoot &root)
 {
     const std::optional<QString> folder = findListsDirectory(root);
     if (!folder)
@@ -208,13 +113,17 @@ std::optional<QByteArray> readLists(const QString &link, const RepoPaths &paths,
     const std::optional<QString> file = localListFile(link, *folder);
     if (!file || !QFileInfo::exists(*file))
         return std::nullopt;
-    std::optional<QByteArray> bytes = readWhole(*file);
-    if (bytes) {
+    std::optional<PackageList> packages = parseFile(*file, link);
+    if (packages) {
         // Kept as this source's cache so it still shows when the lists folder is gone.
         QDir().mkpath(paths.folder);
-        writeAtomically(paths.plain, *bytes);
+        QFile::remove(paths.plain + QLatin1String(".copy"));
+        if (QFile::copy(*file, paths.plain + QLatin1String(".copy"))) {
+            QFile::remove(paths.plain);
+            QFile::rename(paths.plain + QLatin1String(".copy"), paths.plain);
+        }
     }
-    return bytes;
+    return packages;
 }
 
 } // namespace
@@ -252,22 +161,64 @@ QList<QUrl> indexCandidates(const QString &link)
     return candidates;
 }
 
-LoadResult loadSourceIndex(const QString &link, bool force, const LoadEnvironment &environment)
+bool looksCompressed(const QUrl &url, QByteArrayView contentEncoding, QByteArrayView body)
 {
-    const RepoPaths paths = localCandidates(environment.cacheRoot, link);
+    return QFileInfo(url.path()).suffix().toLower() == QLatin1String("gz") ||
+           contentEncoding.toByteArray().toLower().contains("gzip") ||
+           (body.size() >= 2 && quint8(body[0]) == 0x1f && quint8(body[1]) == 0x8b);
+}
 
-    const FetchOutcome fetched = conditionalFetch(link, force, paths, environment);
-    // Everything from here on is disk and CPU work.
-    const CpuGate::Pass pass = CpuGate::shared().enter();
-    if (fetched.text)
-        return {parsePackagesData(*fetched.text, link), ServedFrom::Network};
+bool cannotDecode(const QUrl &url, QByteArrayView contentEncoding, QByteArrayView start)
+{
+    return start.size() >= 2 && quint8(start[0]) == 0x1f && looksCompressed(url, contentEncoding, start);
+}
 
-    if (const std::optional<QByteArray> cached = readCache(paths))
-        return {parsePackagesData(*cached, link),
-                fetched.notModified ? ServedFrom::NotModified : ServedFrom::Cache};
+FetchPlan planFetch(const QString &link, bool force, const LoadEnvironment &environment)
+{
+    FetchPlan plan{link, localCandidates(environment.cacheRoot, link), {}, std::nullopt};
+    if (!environment.offline)
+        plan.candidates = indexCandidates(link);
+    if (!plan.candidates.isEmpty() && !force)
+        plan.validators = readRepoMeta(plan.paths.meta);
+    return plan;
+}
 
-    if (const std::optional<QByteArray> listed = readLists(link, paths, environment.deviceRoot))
-        return {parsePackagesData(*listed, link), ServedFrom::Lists};
+std::optional<LoadResult> acceptIndexResponse(const FetchPlan &plan, IndexResponse response)
+{
+    const QByteArray body = joined(response.chunks);
+    if (body.isEmpty())
+        return std::nullopt;
+    // A 200 with a body is the source's index as far as the chain is concerned, even when it turns
+    // out to hold no package: it is written as sent, and a compressed one stays on disk even when it
+    // does not decompress.
+    QDir().mkpath(plan.paths.folder);
+    QByteArray text;
+    if (looksCompressed(response.url, response.contentEncoding, body)) {
+        if (!writeAtomically(plan.paths.gz, body))
+            return std::nullopt;
+        InflateResult result = inflateRaw(body);
+        if (result.error) {
+            qCDebug(lcIndex) << response.url.toString() << "does not decompress:" << result.error->message();
+            return std::nullopt;
+        }
+        text = std::move(result.data);
+    } else {
+        text = body;
+    }
+    if (!writeAtomically(plan.paths.plain, text))
+        return std::nullopt;
+    saveRepoMeta(plan.paths.meta,
+                 RepoMeta{optionalHeader(response.etag), optionalHeader(response.lastModified),
+                          response.url.toString(QUrl::FullyEncoded),
+                          double(QDateTime::currentMSecsSinceEpoch()) / 1000.0});
+    return indexed(parsePackagesData(text, plan.link), ServedFrom::Network);
+}
 
+LoadResult loadWithoutNetwork(const FetchPlan &plan, const DeviceRoot &deviceRoot, bool notModified)
+{
+    if (std::optional<PackageList> cached = readCache(plan.paths, plan.link))
+        return indexed(std::move(*cached), notModified ? ServedFrom::NotModified : ServedFrom::Cache);
+    if (std::optional<PackageList> listed = readLists(plan.link, plan.paths, deviceRoot))
+        return indexed(std::move(*listed), ServedFrom::Lists);
     return {};
 }

@@ -1,5 +1,6 @@
-// Runs each source load on a thread of its own, so every source loads at once and a load stuck on
-// the network never holds up another, and hands each result back on the main thread.
+// Loads sources' indexes: every source's requests in flight at once on one network access manager,
+// replies handled as they come, and the disk and CPU work (cache, decoding, parsing, search index)
+// done as values on a small pool of worker threads. Each result is handed back on the main thread.
 // Lives on the main thread.
 #pragma once
 
@@ -10,7 +11,11 @@
 #include <QObject>
 
 #include <functional>
+#include <memory>
 #include <unordered_map>
+
+class QNetworkAccessManager;
+class QNetworkReply;
 
 class SourceLoader : public QObject
 {
@@ -18,8 +23,7 @@ class SourceLoader : public QObject
 
 public:
     explicit SourceLoader(LoadEnvironment environment, QObject *parent = nullptr);
-    // Tells running loads to give up their waits, then waits for them: closing never hangs on a
-    // stalled server.
+    // Aborts the requests in flight and waits for the workers; no `done` runs after this.
     ~SourceLoader() override;
 
     // `done` runs on the main thread, exactly once, unless the loader is destroyed first.
@@ -32,10 +36,20 @@ public:
     }
 
 private:
+    struct Load;
+
+    void lookUpHost(const std::shared_ptr<Load> &load);
+    void tryNextCandidate(const std::shared_ptr<Load> &load);
+    void drain(const std::shared_ptr<Load> &load, QNetworkReply *reply);
+    void giveUp(const std::shared_ptr<Load> &load, QNetworkReply *reply, const char *why);
+    void complete(const std::shared_ptr<Load> &load, QNetworkReply *reply);
+    void endWithoutNetwork(const std::shared_ptr<Load> &load, bool notModified);
+    void finish(quint64 ticket, const QString &link, const std::shared_ptr<const LoadResult> &result);
+
     LoadEnvironment m_environment;
-    std::shared_ptr<std::atomic_bool> m_cancelled = std::make_shared<std::atomic_bool>(false);
     QHash<QString, ServedFrom> m_servedFrom;
     std::unordered_map<quint64, std::function<void(const LoadResult &)>> m_pending;
     quint64 m_nextTicket = 0;
+    QNetworkAccessManager *m_network = nullptr;
     BackgroundJobs *m_jobs = nullptr;
 };

@@ -1,12 +1,14 @@
 #include "search/packagefilter.h"
 
-std::shared_ptr<const SearchIndex> SearchIndexCache::indexFor(const PackagePool::Block &block)
+std::shared_ptr<const SearchIndex> SearchIndexCache::indexFor(const PackagePool::Block &block,
+                                                              const PackagePool::Index &prebuilt)
 {
     Entry &entry = m_entries[block.get()];
     // A freed block's address can come back for another block; the weak pointer tells them apart.
     if (!entry.index || entry.block.lock() != block) {
+        Q_ASSERT(!prebuilt || prebuilt->size() == block->size());
         entry.block = block;
-        entry.index = std::make_shared<const SearchIndex>(*block);
+        entry.index = prebuilt ? prebuilt : std::make_shared<const SearchIndex>(*block);
     }
     return entry.index;
 }
@@ -41,7 +43,7 @@ std::vector<qsizetype> filterPackageRows(const PackagePool &pool, const PackageQ
                 rows.push_back(first + row);
             continue;
         }
-        const std::shared_ptr<const SearchIndex> index = cache.indexFor(block);
+        const std::shared_ptr<const SearchIndex> index = cache.indexFor(block, pool.indexes().at(b));
         keep.assign(size_t(block->size()), text.isEmpty() ? 1 : 0);
         if (!text.isEmpty())
             index->markTextMatches(text, keep);

@@ -23,11 +23,12 @@ struct PackageQuery
 };
 
 // Keeps each block's SearchIndex for as long as the block is in the pool, so a keystroke only
-// scans and a newly loaded source is indexed once.
+// scans. A block whose loader built its index is never indexed here; any other is indexed once.
 class SearchIndexCache
 {
 public:
-    [[nodiscard]] std::shared_ptr<const SearchIndex> indexFor(const PackagePool::Block &block);
+    [[nodiscard]] std::shared_ptr<const SearchIndex> indexFor(const PackagePool::Block &block,
+                                                              const PackagePool::Index &prebuilt = {});
     // Forgets blocks that left the pool.
     void keepOnly(const PackagePool &pool);
 

@@ -2,18 +2,20 @@
 
 #include <algorithm>
 
-void PackagePool::append(PackageList packages)
+void PackagePool::append(PackageList packages, Index index)
 {
     if (packages.isEmpty())
         return;
     m_size += packages.size();
     m_blocks.append(std::make_shared<const PackageList>(std::move(packages)));
+    m_indexes.append(std::move(index));
     m_offsets.push_back(m_size);
 }
 
 void PackagePool::clear()
 {
     m_blocks.clear();
+    m_indexes.clear();
     m_offsets.assign(1, 0);
     m_size = 0;
 }

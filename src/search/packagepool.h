@@ -1,5 +1,6 @@
 // All loaded packages, one shared block per source in the order the loads finished, plus row
-// selections over it. Appending a source copies block pointers, never packages.
+// selections over it. Appending a source copies block pointers, never packages; a block may come
+// with the search index its loader already built for it.
 // A value; built and changed on the main thread, read by the search worker through copies.
 #pragma once
 
@@ -10,17 +11,23 @@
 #include <memory>
 #include <vector>
 
+class SearchIndex;
+
 class PackagePool
 {
 public:
     using Block = std::shared_ptr<const PackageList>;
+    using Index = std::shared_ptr<const SearchIndex>;
 
-    void append(PackageList packages);
+    // `index`, when given, must have been built from exactly these packages.
+    void append(PackageList packages, Index index = {});
     void clear();
 
     [[nodiscard]] qsizetype size() const { return m_size; }
     [[nodiscard]] bool isEmpty() const { return m_size == 0; }
     [[nodiscard]] const QList<Block> &blocks() const { return m_blocks; }
+    // One per block; null where the block came without one.
+    [[nodiscard]] const QList<Index> &indexes() const { return m_indexes; }
     // Position of the first row of each block, plus the total at the end.
     [[nodiscard]] const std::vector<qsizetype> &offsets() const { return m_offsets; }
     [[nodiscard]] const PackageInfo &at(qsizetype row) const;
@@ -31,6 +38,7 @@ public:
 
 private:
     QList<Block> m_blocks;
+    QList<Index> m_indexes;
     std::vector<qsizetype> m_offsets{0};
     qsizetype m_size = 0;
 };

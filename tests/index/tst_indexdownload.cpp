@@ -1,6 +1,7 @@
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
 #include "index/repometa.h"
+#include "index/sourceloader.h"
 
 #include "compression.h"
 #include "faultserver.h"
@@ -10,7 +11,6 @@
 #include <QDir>
 #include <QFile>
 #include <QTest>
-#include <QtConcurrent>
 
 namespace {
 
@@ -47,19 +47,25 @@ class TestIndexDownload : public QObject
     [[nodiscard]] LoadEnvironment environment() const
     {
         // Short waits: the stalling routes must not cost 30 seconds each.
-        return LoadEnvironment{cacheRootIn(m_data->path()), DeviceRoot(m_data->filePath(QStringLiteral("device"))),
-                               DownloadTimeouts{400, 800}, nullptr};
+        return LoadEnvironment{cacheRootIn(m_data->path()),
+                               DeviceRoot(m_data->filePath(QStringLiteral("device"))),
+                               DownloadTimeouts{400, 800}};
     }
 
-    [[nodiscard]] RepoPaths cacheOf(const QString &link) const { return localCandidates(environment().cacheRoot, link); }
+    [[nodiscard]] RepoPaths cacheOf(const QString &link) const
+    {
+        return localCandidates(environment().cacheRoot, link);
+    }
 
-    // The fault server lives on this thread, so the load runs elsewhere while this one serves.
+    // The fault server and the loader share this thread's event loop.
     LoadResult load(const QString &link, bool force = false)
     {
-        QFuture<LoadResult> future = QtConcurrent::run(loadSourceIndex, link, force, environment());
-        if (!QTest::qWaitFor([&] { return future.isFinished(); }, 30000))
+        SourceLoader loader(environment());
+        std::optional<LoadResult> result;
+        loader.load(link, force, [&](const LoadResult &loaded) { result = loaded; });
+        if (!QTest::qWaitFor([&] { return result.has_value(); }, 30000))
             return {};
-        return future.result();
+        return *result;
     }
 
 private Q_SLOTS:
@@ -96,10 +102,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("servedBy");
         QTest::addColumn<bool>("keepsGz");
-        QTest::newRow("plain, after a 404 for the .gz") << "plain" << "Packages" << false;
-        QTest::newRow("raw DEFLATE .gz") << "deflate" << "Packages.gz" << true;
-        QTest::newRow("gzip-framed .gz is refused, plain wins") << "gzip" << "Packages" << true;
-        QTest::newRow("lower-case name") << "lower" << "packages" << false;
+        QTest::newRow("plain, after a 404 for the .gz") << "plain"
+                                                        << "Packages" << false;
+        QTest::newRow("raw DEFLATE .gz") << "deflate"
+                                         << "Packages.gz" << true;
+        QTest::newRow("gzip-framed .gz is refused and not kept, plain wins") << "gzip"
+                                                                             << "Packages" << false;
+        QTest::newRow("lower-case name") << "lower"
+                                         << "packages" << false;
     }
     void nginxServesEachLayout()
     {
@@ -134,7 +144,9 @@ private Q_SLOTS:
     void validatorsGoWithEveryCandidateUnlessForced()
     {
         const QString link = m_faults->url(QStringLiteral("validators/"));
-        m_faults->setRoute("/validators/Packages", Route{200, m_index, {{"ETag", "\"v1\""}, {"Last-Modified", "Sun, 01 Nov 2026 10:00:00 GMT"}}});
+        m_faults->setRoute(
+            "/validators/Packages",
+            Route{200, m_index, {{"ETag", "\"v1\""}, {"Last-Modified", "Sun, 01 Nov 2026 10:00:00 GMT"}}});
         QCOMPARE(load(link).servedFrom, ServedFrom::Network);
 
         const qsizetype before = m_faults->requests().size();
@@ -192,12 +204,14 @@ private Q_SLOTS:
         const LoadResult result = load(link);
         QCOMPARE(result.packages.size(), 3);
         // The candidate is recorded, not where it led.
-        QCOMPARE(readRepoMeta(cacheOf(link).meta)->lastURL, std::optional(link + QStringLiteral("Packages.gz")));
+        QCOMPARE(readRepoMeta(cacheOf(link).meta)->lastURL,
+                 std::optional(link + QStringLiteral("Packages.gz")));
     }
 
     void contentEncodingGzipCountsAsCompressed()
     {
-        m_faults->setRoute("/encoded/Packages", Route{200, gzipFramed(m_index), {{"Content-Encoding", "gzip"}}});
+        m_faults->setRoute("/encoded/Packages",
+                           Route{200, gzipFramed(m_index), {{"Content-Encoding", "gzip"}}});
         const LoadResult result = load(m_faults->url(QStringLiteral("encoded/")));
         // Whatever the transport did with the encoding, the body is taken for a compressed index,
         // which the raw decoder cannot read; nothing else serves this source.
@@ -214,7 +228,8 @@ private Q_SLOTS:
 
         // A package manager's list on a rootless device.
         const QString lists = m_data->filePath(QStringLiteral("device/var/jb/var/lib/apt/lists/"));
-        writeFile(lists + QStringLiteral("127.0.0.1:%1_offline_._Packages").arg(QUrl(m_faults->url()).port()), m_index);
+        writeFile(lists + QStringLiteral("127.0.0.1:%1_offline_._Packages").arg(QUrl(m_faults->url()).port()),
+                  m_index);
         LoadResult result = load(link);
         QCOMPARE(result.servedFrom, ServedFrom::Lists);
         QCOMPARE(result.packages.size(), 3);

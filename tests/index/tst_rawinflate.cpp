@@ -1,5 +1,6 @@
 // The app reads "Packages.gz" as a bare DEFLATE stream into a buffer of fixed size; these tests build
 // their compressed inputs with zlib at run time and check the sizes, codes and files that contract fixes.
+#include "index/indexdownload.h"
 #include "index/indexfile.h"
 #include "index/rawinflate.h"
 
@@ -72,6 +73,30 @@ private Q_SLOTS:
             QCOMPARE(result.error->description, description);
             QVERIFY(result.data.isEmpty());
         }
+    }
+
+    // The download stops a body handled as compressed after its first two bytes when the first is
+    // 0x1f: whatever follows, the decoder refuses it.
+    void aFirstByteOf0x1fNeverDecodes()
+    {
+        QRandomGenerator random(7);
+        for (int i = 0; i < 200; ++i) {
+            QByteArray input(1 + int(random.bounded(4096)), Qt::Uninitialized);
+            for (char &byte : input)
+                byte = char(random.generate() & 0xff);
+            input[0] = char(0x1f);
+            QVERIFY(inflateRaw(input).error);
+        }
+        QVERIFY(inflateRaw(gzipFramed(QByteArray(1000, 'a'))).error);
+        const QUrl gz(QStringLiteral("https://r.example/Packages.gz"));
+        const QUrl plain(QStringLiteral("https://r.example/Packages"));
+        QVERIFY(cannotDecode(gz, {}, "\x1f\x8b"));
+        QVERIFY(cannotDecode(gz, {}, "\x1fP"));
+        QVERIFY(cannotDecode(plain, {}, "\x1f\x8b"));
+        QVERIFY(cannotDecode(plain, "gzip", "\x1fx"));
+        QVERIFY(!cannotDecode(plain, {}, "\x1fx")); // plain text, however odd
+        QVERIFY(!cannotDecode(gz, {}, "x\x1f"));
+        QVERIFY(!cannotDecode(gz, {}, "\x1f")); // not yet known
     }
 
     void capacityLimit()
