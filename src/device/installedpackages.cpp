@@ -6,7 +6,10 @@
 #include <QFile>
 
 #include <cstring>
+#include <fcntl.h>
 #include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -159,8 +162,22 @@ std::optional<QSet<QString>> loadInstalledPackages(const DeviceRoot &root)
     if (!path) {
         return std::nullopt;
     }
-    QFile file(*path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    // Opening a FIFO for reading waits for a writer, possibly for ever; O_NONBLOCK returns at once, and
+    // anything but a regular file is then refused before a byte is read.
+    const int fd = ::open(QFile::encodeName(*path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    struct stat info
+    {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        qCDebug(lcDevice) << "status file is not a regular file:" << *path;
+        return std::nullopt;
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
         return std::nullopt;
     }
     // Mapping the file skips copying megabytes into a fresh buffer, which costs more than the parse
