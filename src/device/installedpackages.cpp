@@ -2,6 +2,7 @@
 
 #include "device/devicelog.h"
 #include "device/jailbreakroot.h"
+#include "index/linebreaks.h"
 
 #include <QFile>
 
@@ -24,7 +25,7 @@ class BlockReader
 public:
     void line(std::string_view text)
     {
-        if (text.empty()) {
+        if (linebreaks::isBlankLine(text.size())) {
             flush();
         } else if (text.starts_with(kPackageField)) {
             // A new name also ends the block before it, even without a blank line in between; a Status
@@ -73,17 +74,20 @@ private:
     bool m_installed = false;
 };
 
+const uchar *bytesOf(std::string_view text)
+{
+    return reinterpret_cast<const uchar *>(text.data());
+}
+
 // Status files practically always break lines at LF alone; knowing that up front lets every line end be
-// found with memchr. These are the other breaks, as bytes.
+// found with memchr.
 bool hasOtherLineBreaks(std::string_view text)
 {
-    for (const char c : {'\r', '\v', '\f'}) {
-        if (std::memchr(text.data(), c, text.size()) != nullptr) {
-            return true;
-        }
-    }
-    for (const std::string_view sequence : {"\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {
-        if (text.find(sequence) != std::string_view::npos) {
+    const uchar *const begin = bytesOf(text);
+    const uchar *const end = begin + text.size();
+    for (const uchar *p = begin; p < end; ++p) {
+        if (*p != '\n' && linebreaks::mayStartBreak(*p, false) &&
+            linebreaks::breakLength(p, end, false) != 0) {
             return true;
         }
     }
@@ -103,42 +107,24 @@ void readLfLines(std::string_view text, BlockReader &reader)
     // A final break leaves no empty line behind; finish() flushes the last block either way.
 }
 
-// Length of the line break starting at text[i], or 0 when there is none. CR LF is one break.
-size_t breakLength(std::string_view text, size_t i)
-{
-    const auto at = [&](size_t k) { return k < text.size() ? static_cast<unsigned char>(text[k]) : 0u; };
-    switch (at(i)) {
-    case '\n':
-    case '\v':
-    case '\f':
-        return 1;
-    case '\r':
-        return at(i + 1) == '\n' ? 2 : 1;
-    case 0xC2:
-        return at(i + 1) == 0x85 ? 2 : 0;
-    case 0xE2:
-        return at(i + 1) == 0x80 && (at(i + 2) == 0xA8 || at(i + 2) == 0xA9) ? 3 : 0;
-    default:
-        return 0;
-    }
-}
-
 void readAnyLines(std::string_view text, BlockReader &reader)
 {
-    size_t start = 0;
-    size_t i = 0;
-    while (i < text.size()) {
-        const size_t length = breakLength(text, i);
+    const uchar *const begin = bytesOf(text);
+    const uchar *const end = begin + text.size();
+    const uchar *start = begin;
+    const uchar *p = begin;
+    while (p < end) {
+        const size_t length = linebreaks::breakLength(p, end, false);
         if (length == 0) {
-            ++i;
+            ++p;
             continue;
         }
-        reader.line(text.substr(start, i - start));
-        i += length;
-        start = i;
+        reader.line(text.substr(size_t(start - begin), size_t(p - start)));
+        p += length;
+        start = p;
     }
-    if (start < text.size()) {
-        reader.line(text.substr(start));
+    if (start < end) {
+        reader.line(text.substr(size_t(start - begin)));
     }
 }
 
