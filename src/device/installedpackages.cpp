@@ -132,7 +132,12 @@ void readAnyLines(std::string_view text, BlockReader &reader)
 
 QSet<QString> parseInstalledPackages(QByteArrayView status)
 {
-    const std::string_view text(status.data(), size_t(status.size()));
+    std::string_view text(status.data(), size_t(status.size()));
+    // The text is read as the platform decoder reads UTF-8, which drops one leading byte order mark, as
+    // the index parser does; kept, it would hide the first "Package:" line.
+    if (text.starts_with("\xEF\xBB\xBF")) {
+        text.remove_prefix(3);
+    }
     BlockReader reader;
     if (hasOtherLineBreaks(text)) {
         readAnyLines(text, reader);

@@ -57,10 +57,16 @@ namespace {
 // text has no authority.
 QString typedHost(const QString &link)
 {
-    const qsizetype colon = link.indexOf(QLatin1Char(':'));
-    if (colon <= 0 || !link.mid(colon + 1).startsWith(QLatin1String("//")))
-        return {};
-    const qsizetype start = colon + 3;
+    // "scheme://host…", or "//host…" without a scheme.
+    qsizetype start = 0;
+    if (link.startsWith(QLatin1String("//"))) {
+        start = 2;
+    } else {
+        const qsizetype colon = link.indexOf(QLatin1Char(':'));
+        if (colon <= 0 || !QStringView(link).mid(colon + 1).startsWith(QLatin1String("//")))
+            return {};
+        start = colon + 3;
+    }
     qsizetype end = start;
     while (end < link.size() && link.at(end) != QLatin1Char('/') && link.at(end) != QLatin1Char('?') &&
            link.at(end) != QLatin1Char('#'))

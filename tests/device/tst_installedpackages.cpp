@@ -50,6 +50,9 @@ private Q_SLOTS:
         const QByteArray installed = "Status: install ok installed";
 
         row("empty", QByteArray(), {});
+        row("one byte order mark dropped",
+            "\xEF\xBB\xBFPackage: a\n" + installed + "\n\n\xEF\xBB\xBFPackage: b\n" + installed + "\n",
+            {"a"});
         row("status before package is lost", installed + "\nPackage: a\n\nPackage: b\n" + installed + "\n",
             {"b"});
         row("substring rule",

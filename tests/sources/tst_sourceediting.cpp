@@ -71,6 +71,7 @@ private Q_SLOTS:
         QTest::newRow("punycode shown readable")
             << u"https://www.xn--bcher-kva.Example/"_s << u"Bücher.example"_s;
         QTest::newRow("host of nothing but www.") << u"https://www./a"_s << u""_s;
+        QTest::newRow("no scheme") << u"//WWW.a.example/x"_s << u"Www.a.example"_s;
         QTest::newRow("empty authority") << u"https:///path"_s << u"Unknown Source"_s;
         QTest::newRow("not a web link") << u"mailto:someone@example.com"_s << u"Unknown Source"_s;
     }
