@@ -59,10 +59,22 @@ private:
         return text;
     }
 
+    // fromUtf8() would drop a byte order mark at the start of a name as if it began a file; inside the
+    // text it is part of the name.
+    static QString decodedName(std::string_view name)
+    {
+        constexpr std::string_view bom = "\xEF\xBB\xBF";
+        if (name.starts_with(bom)) {
+            name.remove_prefix(bom.size());
+            return QChar(0xFEFF) + QString::fromUtf8(name.data(), qsizetype(name.size()));
+        }
+        return QString::fromUtf8(name.data(), qsizetype(name.size()));
+    }
+
     void flush()
     {
         if (m_hasName && m_installed) {
-            m_result.insert(QString::fromUtf8(m_name.data(), qsizetype(m_name.size())));
+            m_result.insert(decodedName(m_name));
         }
         m_hasName = false;
         m_installed = false;

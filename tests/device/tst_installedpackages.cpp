@@ -50,6 +50,8 @@ private Q_SLOTS:
         const QByteArray installed = "Status: install ok installed";
 
         row("empty", QByteArray(), {});
+        row("byte order mark inside a name kept", "Package:\xEF\xBB\xBF a\n" + installed + "\n",
+            {QString(QChar(0xFEFF)) + " a"});
         row("one byte order mark dropped",
             "\xEF\xBB\xBFPackage: a\n" + installed + "\n\n\xEF\xBB\xBFPackage: b\n" + installed + "\n",
             {"a"});
