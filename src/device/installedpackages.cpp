@@ -5,6 +5,7 @@
 #include "index/linebreaks.h"
 
 #include <QFile>
+#include <QStringDecoder>
 
 #include <cstring>
 #include <fcntl.h>
@@ -63,12 +64,12 @@ private:
     // text it is part of the name.
     static QString decodedName(std::string_view name)
     {
-        constexpr std::string_view bom = "\xEF\xBB\xBF";
-        if (name.starts_with(bom)) {
-            name.remove_prefix(bom.size());
-            return QChar(0xFEFF) + QString::fromUtf8(name.data(), qsizetype(name.size()));
+        const QByteArrayView bytes(name.data(), qsizetype(name.size()));
+        if (!bytes.startsWith("\xEF\xBB\xBF")) {
+            return QString::fromUtf8(bytes);
         }
-        return QString::fromUtf8(name.data(), qsizetype(name.size()));
+        QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::ConvertInitialBom);
+        return decoder(bytes);
     }
 
     void flush()
