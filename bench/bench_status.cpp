@@ -61,6 +61,21 @@ void BM_StatusSyntheticCrLf(benchmark::State &state)
 }
 BENCHMARK(BM_StatusSyntheticCrLf)->Arg(5000)->Unit(benchmark::kMicrosecond);
 
+// One block of N MB of description lines between ordinary blocks: the bytes per second must not fall as N
+// grows, or some step of the reader is worse than linear in the size of one block.
+void BM_StatusHugeStanza(benchmark::State &state)
+{
+    QByteArray status = syntheticStatus(100);
+    status += "Package: com.example.huge\nStatus: install ok installed\nDescription: start\n";
+    const qsizetype target = status.size() + state.range(0) * 1024 * 1024;
+    while (status.size() < target) {
+        status += " a continuation line of a very long description\n";
+    }
+    status += "\n" + syntheticStatus(100);
+    runParse(state, status);
+}
+BENCHMARK(BM_StatusHugeStanza)->Arg(5)->Arg(20)->Unit(benchmark::kMillisecond);
+
 void BM_StatusHostFile(benchmark::State &state)
 {
     QFile file(QStringLiteral("/var/lib/dpkg/status"));

@@ -2,11 +2,16 @@
 
 #include "device/devicelog.h"
 #include "device/jailbreakroot.h"
+#include "index/linebreaks.h"
 
 #include <QFile>
+#include <QStringDecoder>
 
 #include <cstring>
+#include <fcntl.h>
 #include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -21,7 +26,7 @@ class BlockReader
 public:
     void line(std::string_view text)
     {
-        if (text.empty()) {
+        if (linebreaks::isBlankLine(text.size())) {
             flush();
         } else if (text.starts_with(kPackageField)) {
             // A new name also ends the block before it, even without a blank line in between; a Status
@@ -55,10 +60,22 @@ private:
         return text;
     }
 
+    // fromUtf8() would drop a byte order mark at the start of a name as if it began a file; inside the
+    // text it is part of the name.
+    static QString decodedName(std::string_view name)
+    {
+        const QByteArrayView bytes(name.data(), qsizetype(name.size()));
+        if (!bytes.startsWith("\xEF\xBB\xBF")) {
+            return QString::fromUtf8(bytes);
+        }
+        QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::ConvertInitialBom);
+        return decoder(bytes);
+    }
+
     void flush()
     {
         if (m_hasName && m_installed) {
-            m_result.insert(QString::fromUtf8(m_name.data(), qsizetype(m_name.size())));
+            m_result.insert(decodedName(m_name));
         }
         m_hasName = false;
         m_installed = false;
@@ -70,17 +87,20 @@ private:
     bool m_installed = false;
 };
 
+const uchar *bytesOf(std::string_view text)
+{
+    return reinterpret_cast<const uchar *>(text.data());
+}
+
 // Status files practically always break lines at LF alone; knowing that up front lets every line end be
-// found with memchr. These are the other breaks, as bytes.
+// found with memchr.
 bool hasOtherLineBreaks(std::string_view text)
 {
-    for (const char c : {'\r', '\v', '\f'}) {
-        if (std::memchr(text.data(), c, text.size()) != nullptr) {
-            return true;
-        }
-    }
-    for (const std::string_view sequence : {"\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {
-        if (text.find(sequence) != std::string_view::npos) {
+    const uchar *const begin = bytesOf(text);
+    const uchar *const end = begin + text.size();
+    for (const uchar *p = begin; p < end; ++p) {
+        if (*p != '\n' && linebreaks::mayStartBreak(*p, false) &&
+            linebreaks::breakLength(p, end, false) != 0) {
             return true;
         }
     }
@@ -100,42 +120,24 @@ void readLfLines(std::string_view text, BlockReader &reader)
     // A final break leaves no empty line behind; finish() flushes the last block either way.
 }
 
-// Length of the line break starting at text[i], or 0 when there is none. CR LF is one break.
-size_t breakLength(std::string_view text, size_t i)
-{
-    const auto at = [&](size_t k) { return k < text.size() ? static_cast<unsigned char>(text[k]) : 0u; };
-    switch (at(i)) {
-    case '\n':
-    case '\v':
-    case '\f':
-        return 1;
-    case '\r':
-        return at(i + 1) == '\n' ? 2 : 1;
-    case 0xC2:
-        return at(i + 1) == 0x85 ? 2 : 0;
-    case 0xE2:
-        return at(i + 1) == 0x80 && (at(i + 2) == 0xA8 || at(i + 2) == 0xA9) ? 3 : 0;
-    default:
-        return 0;
-    }
-}
-
 void readAnyLines(std::string_view text, BlockReader &reader)
 {
-    size_t start = 0;
-    size_t i = 0;
-    while (i < text.size()) {
-        const size_t length = breakLength(text, i);
+    const uchar *const begin = bytesOf(text);
+    const uchar *const end = begin + text.size();
+    const uchar *start = begin;
+    const uchar *p = begin;
+    while (p < end) {
+        const size_t length = linebreaks::breakLength(p, end, false);
         if (length == 0) {
-            ++i;
+            ++p;
             continue;
         }
-        reader.line(text.substr(start, i - start));
-        i += length;
-        start = i;
+        reader.line(text.substr(size_t(start - begin), size_t(p - start)));
+        p += length;
+        start = p;
     }
-    if (start < text.size()) {
-        reader.line(text.substr(start));
+    if (start < end) {
+        reader.line(text.substr(size_t(start - begin)));
     }
 }
 
@@ -143,7 +145,12 @@ void readAnyLines(std::string_view text, BlockReader &reader)
 
 QSet<QString> parseInstalledPackages(QByteArrayView status)
 {
-    const std::string_view text(status.data(), size_t(status.size()));
+    std::string_view text(status.data(), size_t(status.size()));
+    // The text is read as the platform decoder reads UTF-8, which drops one leading byte order mark, as
+    // the index parser does; kept, it would hide the first "Package:" line.
+    if (text.starts_with("\xEF\xBB\xBF")) {
+        text.remove_prefix(3);
+    }
     BlockReader reader;
     if (hasOtherLineBreaks(text)) {
         readAnyLines(text, reader);
@@ -159,8 +166,22 @@ std::optional<QSet<QString>> loadInstalledPackages(const DeviceRoot &root)
     if (!path) {
         return std::nullopt;
     }
-    QFile file(*path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    // Opening a FIFO for reading waits for a writer, possibly for ever; O_NONBLOCK returns at once, and
+    // anything but a regular file is then refused before a byte is read.
+    const int fd = ::open(QFile::encodeName(*path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    struct stat info
+    {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        qCDebug(lcDevice) << "status file is not a regular file:" << *path;
+        return std::nullopt;
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
         return std::nullopt;
     }
     // Mapping the file skips copying megabytes into a fresh buffer, which costs more than the parse

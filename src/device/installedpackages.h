@@ -16,7 +16,7 @@ inline constexpr QLatin1String kDpkgStatusRelativePath("var/lib/dpkg/status");
 // The "Package:" names of every block whose "Status:" value contains "install ok". That substring test
 // also counts "install ok unpacked" and "deinstall ok config-files": a package that left anything behind
 // is shown as present. Lines break at LF, CR, CR LF, VT, FF, U+0085, U+2028 and U+2029; the bytes are
-// taken as UTF-8.
+// taken as UTF-8, one leading byte order mark dropped.
 [[nodiscard]] QSet<QString> parseInstalledPackages(QByteArrayView status);
 
 // Resolves the status file under the jailbreak root and parses it. No value when there is no such file

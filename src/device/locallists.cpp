@@ -4,7 +4,11 @@
 #include "device/jailbreakroot.h"
 #include "device/knownrepos.h"
 
+#include <QFile>
+
 #include <algorithm>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -13,6 +17,13 @@ bool isPackagesListName(const QString &lowerName)
     // Release files, translations and the like share the folder; only Packages lists are indexes.
     return lowerName.endsWith(QLatin1String("_packages")) ||
            lowerName.endsWith(QLatin1String("_packages.gz"));
+}
+
+bool isRegularFile(const QString &hostPath)
+{
+    struct stat info
+    {};
+    return ::stat(QFile::encodeName(hostPath).constData(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 } // namespace
@@ -96,7 +107,16 @@ std::optional<QString> pickPackagesListFile(const QStringList &fileNames, const 
 
 std::optional<QString> findStrictPackagesListFile(const QString &listsHostDirectory, const ListKeys &keys)
 {
-    return pickPackagesListFile(DeviceRoot().entryNames(listsHostDirectory), keys);
+    // Only regular files can be read whole: a dangling link, a link loop, a folder or a FIFO under a list
+    // name would fail the read, or block it for ever, and hide a good list of the same source behind it.
+    QStringList readable;
+    for (const QString &name : DeviceRoot().entryNames(listsHostDirectory)) {
+        if (isPackagesListName(name.toLower()) &&
+            isRegularFile(listsHostDirectory + QLatin1Char('/') + name)) {
+            readable.append(name);
+        }
+    }
+    return pickPackagesListFile(readable, keys);
 }
 
 std::optional<QString> findListsDirectory(const DeviceRoot &root)

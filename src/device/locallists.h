@@ -30,7 +30,7 @@ inline constexpr QLatin1String kAptListsRelativePath("var/lib/apt/lists");
 // order of the listing.
 [[nodiscard]] std::optional<QString> pickPackagesListFile(const QStringList &fileNames, const ListKeys &keys);
 
-// pickPackagesListFile() over the entries of a host folder; the file name only.
+// pickPackagesListFile() over the regular files of a host folder (links followed); the file name only.
 [[nodiscard]] std::optional<QString> findStrictPackagesListFile(const QString &listsHostDirectory,
                                                                 const ListKeys &keys);
 

@@ -1,6 +1,7 @@
 #include "index/packagesparser.h"
 
 #include "index/indexlog.h"
+#include "index/linebreaks.h"
 
 #include <array>
 #include <cstring>
@@ -54,17 +55,12 @@ int fieldIndex(const uchar *name, qsizetype size)
     return kOtherField;
 }
 
-// Bytes that may start a line separator: the C0 controls LF, VT, FF, CR, and the first byte of
-// U+0085 (C2 85) and of U+2028/U+2029 (E2 80 A8/A9) in UTF-8, or the byte 0x85 itself in Latin-1.
+// Bytes that may start a line break, as a table for the byte-at-a-time tail of the scan.
 template<TextEncoding E>
 constexpr std::array<bool, 256> kSeparatorStart = [] {
     std::array<bool, 256> table{};
-    table[0x0A] = table[0x0B] = table[0x0C] = table[0x0D] = true;
-    if constexpr (E == TextEncoding::Utf8) {
-        table[0xC2] = table[0xE2] = true;
-    } else {
-        table[0x85] = true;
-    }
+    for (int b = 0; b < 256; ++b)
+        table[size_t(b)] = linebreaks::mayStartBreak(uchar(b), E == TextEncoding::Latin1);
     return table;
 }();
 
@@ -102,21 +98,8 @@ template<TextEncoding E> const uchar *lineEnd(const uchar *p, const uchar *end, 
             next = end;
             return end;
         }
-        const uchar b = *p;
-        if (b <= 0x0D) {
-            next = p + 1 + (b == '\r' && end - p >= 2 && p[1] == '\n');
-            return p;
-        }
-        if constexpr (E == TextEncoding::Latin1) {
-            next = p + 1;
-            return p;
-        } else if (b == 0xC2) {
-            if (end - p >= 2 && p[1] == 0x85) {
-                next = p + 2;
-                return p;
-            }
-        } else if (end - p >= 3 && p[1] == 0x80 && (p[2] == 0xA8 || p[2] == 0xA9)) {
-            next = p + 3;
+        if (const size_t length = linebreaks::breakLength(p, end, E == TextEncoding::Latin1)) {
+            next = p + length;
             return p;
         }
         ++p;
@@ -193,7 +176,7 @@ template<TextEncoding E, class Sink> void scan(const uchar *p, const uchar *cons
     while (true) {
         const uchar *next = nullptr;
         const uchar *const e = lineEnd<E>(p, end, next);
-        if (p == e) {
+        if (linebreaks::isBlankLine(size_t(e - p))) {
             if (open)
                 sink.flush();
             open = false;

@@ -27,7 +27,8 @@ struct RepoMeta
 // other keys are ignored. Anything else (bad JSON, a field of the wrong type) gives no record.
 [[nodiscard]] std::optional<RepoMeta> decodeRepoMeta(QByteArrayView json);
 
-// A missing or unreadable file gives no record, as does one that does not decode.
+// A missing or unreadable file gives no record, as does one that is not a regular file, is larger than any
+// record could be, or does not decode.
 [[nodiscard]] std::optional<RepoMeta> readRepoMeta(const QString &path);
 
 // Atomic write; returns whether the file now holds the record. Callers may ignore a failure.

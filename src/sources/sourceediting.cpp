@@ -27,7 +27,7 @@ SourceEdit addSource(const QList<RepoSource> &sources, const QString &link)
 
     QList<RepoSource> updated;
     updated.reserve(sources.size() + 1);
-    updated.append(RepoSource{link, extractName(*url), link, QStringLiteral("Repos.png"), false});
+    updated.append(RepoSource{link, extractName(link), link, QStringLiteral("Repos.png"), false});
     updated.append(sources);
     return {std::move(updated), SourceAlerts::added};
 }

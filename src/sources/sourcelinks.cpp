@@ -1,6 +1,7 @@
 #include "sources/sourcelinks.h"
 
 #include <QSet>
+#include <QStringList>
 
 QString normalizeLink(const QString &link)
 {
@@ -49,13 +50,72 @@ QString capitalized(const QString &text)
     return out;
 }
 
-QString extractName(const QUrl &url)
+namespace {
+
+// The host part of the link text exactly as typed: after "scheme://", before the path, query or
+// fragment, without user information, port or the brackets of an IPv6 literal. Empty when the
+// text has no authority.
+QString typedHost(const QString &link)
 {
-    // Qt shows international hosts in Unicode only for some top-level domains; a display name
-    // should always be readable.
-    QString host = QUrl::fromAce(url.host(QUrl::EncodeUnicode).toLatin1(), QUrl::IgnoreIDNWhitelist);
+    // "scheme://host…", or "//host…" without a scheme.
+    qsizetype start = 0;
+    if (link.startsWith(QLatin1String("//"))) {
+        start = 2;
+    } else {
+        const qsizetype colon = link.indexOf(QLatin1Char(':'));
+        if (colon <= 0 || !QStringView(link).mid(colon + 1).startsWith(QLatin1String("//")))
+            return {};
+        start = colon + 3;
+    }
+    qsizetype end = start;
+    while (end < link.size() && link.at(end) != QLatin1Char('/') && link.at(end) != QLatin1Char('?') &&
+           link.at(end) != QLatin1Char('#'))
+        ++end;
+    QString authority = link.mid(start, end - start);
+    const qsizetype at = authority.lastIndexOf(QLatin1Char('@'));
+    if (at >= 0)
+        authority.remove(0, at + 1);
+    if (authority.startsWith(QLatin1Char('['))) {
+        const qsizetype close = authority.indexOf(QLatin1Char(']'));
+        return close < 0 ? QString() : authority.mid(1, close - 1);
+    }
+    const qsizetype portColon = authority.lastIndexOf(QLatin1Char(':'));
+    if (portColon >= 0)
+        authority.truncate(portColon);
+    if (authority.contains(QLatin1Char('%')))
+        authority = QUrl::fromPercentEncoding(authority.toUtf8());
+    return authority;
+}
+
+// Punycode labels ("xn--…") shown in Unicode, every other label left as typed.
+QString readableHost(const QString &host)
+{
+    QStringList labels = host.split(QLatin1Char('.'));
+    for (QString &label : labels) {
+        if (label.startsWith(QLatin1String("xn--"), Qt::CaseInsensitive))
+            label = QUrl::fromAce(label.toLatin1(), QUrl::IgnoreIDNWhitelist);
+    }
+    return labels.join(QLatin1Char('.'));
+}
+
+} // namespace
+
+QString extractName(const QString &link)
+{
+    const QUrl url(link);
+    // Qt lower-cases the host it parses; the name keeps the host as the user typed it, so the
+    // case-sensitive "www." removal sees the same letters the user sees.
+    const QString parsed = url.host(QUrl::EncodeUnicode);
+    // An IPv6 literal is no domain name: fromAce() would refuse it.
+    QString host = parsed.contains(QLatin1Char(':'))
+                       ? parsed
+                       : QUrl::fromAce(parsed.toLatin1(), QUrl::IgnoreIDNWhitelist);
     if (host.isEmpty())
         return QStringLiteral("Unknown Source");
+    const QString typed = readableHost(typedHost(link));
+    // Anything Qt read differently from the plain reading above keeps Qt's host.
+    if (typed.compare(host, Qt::CaseInsensitive) == 0)
+        host = typed;
     host.remove(QStringLiteral("www."), Qt::CaseSensitive);
     return capitalized(host);
 }

@@ -14,8 +14,9 @@
 // Keeps the first record of each normalised link, in order.
 [[nodiscard]] QList<RepoSource> dedupeByLink(const QList<RepoSource> &list);
 
-// The host without any "www.", capitalised word by word; "Unknown Source" for a link without host.
-[[nodiscard]] QString extractName(const QUrl &url);
+// The host as typed in the link, without any "www.", capitalised word by word; "Unknown Source"
+// for a link without host.
+[[nodiscard]] QString extractName(const QString &link);
 
 // Only web links can serve an APT index, so only those can be added as sources.
 [[nodiscard]] bool canOpenSourceUrl(const QUrl &url);

@@ -8,6 +8,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 class FakeDevice
 {
 public:
@@ -28,7 +32,31 @@ public:
         return QDir().mkpath(QFileInfo(path).path()) && QFile::link(relativeTarget, path);
     }
 
-    // Rows of test data describe trees as "path" (a file), "path/" (a folder) or "path -> target" (a link).
+    bool addFifo(const QString &devicePath)
+    {
+        const QString path = hostPath(devicePath);
+        if (!QDir().mkpath(QFileInfo(path).path()) ||
+            ::mkfifo(QFile::encodeName(path).constData(), 0644) != 0) {
+            return false;
+        }
+        m_fifos.append(path);
+        return true;
+    }
+
+    // Gives every FIFO of the tree a writer that leaves at once, so a reader stuck opening one gets an end of
+    // file and its thread can finish.
+    void releaseFifos() const
+    {
+        for (const QString &path : m_fifos) {
+            const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_NONBLOCK);
+            if (fd >= 0) {
+                ::close(fd);
+            }
+        }
+    }
+
+    // Rows of test data describe trees as "path" (a file), "path/" (a folder), "path -> target" (a link) or
+    // "path |" (a FIFO).
     bool build(const QStringList &entries)
     {
         for (const QString &entry : entries) {
@@ -36,6 +64,8 @@ public:
             bool ok = false;
             if (arrow >= 0) {
                 ok = addLink(entry.left(arrow), entry.mid(arrow + 4));
+            } else if (entry.endsWith(QLatin1String(" |"))) {
+                ok = addFifo(entry.chopped(2));
             } else if (entry.endsWith(QLatin1Char('/'))) {
                 ok = addDir(entry);
             } else {
@@ -51,4 +81,5 @@ public:
 
 private:
     QTemporaryDir m_dir;
+    QStringList m_fifos; // host paths
 };

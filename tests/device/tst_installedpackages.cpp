@@ -50,6 +50,13 @@ private Q_SLOTS:
         const QByteArray installed = "Status: install ok installed";
 
         row("empty", QByteArray(), {});
+        row("byte order marks inside a name kept",
+            "Package:\xEF\xBB\xBF a\n" + installed + "\n\nPackage: \xEF\xBB\xBF\xEF\xBB\xBF b\n" + installed +
+                "\n",
+            {QString(QChar(0xFEFF)) + " a", QString(2, QChar(0xFEFF)) + " b"});
+        row("one byte order mark dropped",
+            "\xEF\xBB\xBFPackage: a\n" + installed + "\n\n\xEF\xBB\xBFPackage: b\n" + installed + "\n",
+            {"a"});
         row("status before package is lost", installed + "\nPackage: a\n\nPackage: b\n" + installed + "\n",
             {"b"});
         row("substring rule",

@@ -17,10 +17,8 @@ inline QString decode(QByteArrayView bytes)
 {
     if (!bytes.isValidUtf8())
         return QString::fromLatin1(bytes);
-    QString text = QString::fromUtf8(bytes);
-    if (text.startsWith(QChar(0xFEFF)))
-        text.remove(0, 1);
-    return text;
+    // fromUtf8() drops one leading byte order mark itself; a second one is text.
+    return QString::fromUtf8(bytes);
 }
 
 inline bool isLineSeparator(QChar c)

@@ -1,12 +1,20 @@
 // Cache folder names decide whether two spellings of a link share one cache, and "meta.json" must read
 // back what was written; both are easy to break with a small edit.
+#include "../testfiles.h"
 #include "index/cachepaths.h"
 #include "index/repometa.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
+#include <QtConcurrent>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 Q_DECLARE_METATYPE(RepoMeta)
 
@@ -114,6 +122,17 @@ private Q_SLOTS:
         QTest::newRow("array") << "[]"_ba << false;
         QTest::newRow("truncated") << "{\"updatedAt\":3"_ba << false;
         QTest::newRow("empty") << QByteArray() << false;
+        QTest::newRow("white space") << " \n\t"_ba << false;
+        QTest::newRow("binary garbage") << QByteArray("\x1f\x8b\x08\0\xff{\0}", 9) << false;
+        QTest::newRow("null") << "null"_ba << false;
+        QTest::newRow("number") << "1700000000"_ba << false;
+        QTest::newRow("string") << "\"updatedAt\""_ba << false;
+        QTest::newRow("record inside an array") << "[{\"updatedAt\":3}]"_ba << false;
+        QTest::newRow("time as object") << "{\"updatedAt\":{\"seconds\":3}}"_ba << false;
+        QTest::newRow("time as null") << "{\"updatedAt\":null}"_ba << false;
+        QTest::newRow("link as array") << "{\"lastURL\":[\"https://x\"],\"updatedAt\":3}"_ba << false;
+        QTest::newRow("trailing garbage") << "{\"updatedAt\":3}x"_ba << false;
+        QTest::newRow("deep nesting") << QByteArray(100000, '[') << false;
     }
 
     void decodeMeta()
@@ -121,6 +140,53 @@ private Q_SLOTS:
         QFETCH(QByteArray, json);
         QFETCH(bool, readable);
         QCOMPARE(decodeRepoMeta(json).has_value(), readable);
+    }
+
+    void metaFileFaults_data()
+    {
+        QTest::addColumn<QByteArray>("content"); // null: a folder under the name; "|": a FIFO
+        QTest::newRow("garbage") << QByteArray("\0\xff\xfe garbage", 11);
+        QTest::newRow("empty") << ""_ba;
+        QTest::newRow("wrong shape") << "{\"etag\":\"x\",\"updatedAt\":[3]}"_ba;
+        // Valid JSON, but far larger than any record: not read into memory.
+        QTest::newRow("huge") << "{\"updatedAt\":3,\"pad\":\"" + QByteArray(8 << 20, 'x') + "\"}";
+        QTest::newRow("folder") << QByteArray();
+        QTest::newRow("FIFO") << "|"_ba;
+    }
+
+    void metaFileFaults()
+    {
+        QFETCH(QByteArray, content);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"meta.json"_s);
+        if (content.isNull())
+            QVERIFY(QDir().mkdir(path));
+        else if (content == "|")
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0644), 0);
+        else
+            QVERIFY(writeFile(path, content));
+
+        // A FIFO must not block the read; a stuck read is released by a writer so the test fails instead.
+        QFuture<std::optional<RepoMeta>> read = QtConcurrent::run([&] { return readRepoMeta(path); });
+        const QDeadlineTimer deadline(20000);
+        while (!read.isFinished() && !deadline.hasExpired())
+            QThread::msleep(2);
+        const bool returned = read.isFinished();
+        while (!read.isFinished()) {
+            const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_NONBLOCK);
+            if (fd >= 0)
+                ::close(fd);
+            QThread::msleep(10);
+        }
+        QVERIFY2(returned, "reading meta.json did not return");
+        QVERIFY(!read.result().has_value());
+
+        // The next save replaces whatever file was there.
+        if (!content.isNull()) {
+            const RepoMeta meta{u"e"_s, std::nullopt, u"https://x/Packages"_s, 4};
+            QVERIFY(saveRepoMeta(path, meta));
+            QCOMPARE(readRepoMeta(path), meta);
+        }
     }
 
     void metaFile()

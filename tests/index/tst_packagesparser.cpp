@@ -167,6 +167,8 @@ private Q_SLOTS:
         row("look-alike bytes are no separators", "Name: \xC2\xA0x\xE2\x80\xA7y\xE2\x81\xA8z\n"_ba, F::Name,
             {u"x\u2027y\u2068z"_s});
         row("byte order mark dropped", "\xEF\xBB\xBFPackage: a\n"_ba, F::Package, {"a"});
+        row("only the first byte order mark dropped", "\xEF\xBB\xBF\xEF\xBB\xBFPackage: a\nName: n\n"_ba,
+            F::Package, {kAbsent});
         row("NEL in Latin-1 text", "Package: \xE9\x85Name: n\x85\x85Package: b\n"_ba, F::Package,
             {u"é"_s, "b"});
         // One bad byte anywhere changes the reading of the whole file, the valid UTF-8 in it included.
@@ -209,6 +211,10 @@ private Q_SLOTS:
             for (qsizetype cut = 0; cut < bytes.size(); cut += 7)
                 inputs.append(bytes.left(cut));
         }
+        // Inputs on which the fuzzer once saw the two readings differ.
+        const QDir findings(testData(QStringLiteral("fuzz/packagesparser")));
+        for (const QString &name : findings.entryList(QDir::Files))
+            inputs.append(readFile(findings.filePath(name)));
 
         for (const QByteArray &input : std::as_const(inputs)) {
             const PackageList records = parsePackagesData(input, kLink);
