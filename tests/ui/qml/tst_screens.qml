@@ -41,8 +41,17 @@ Item {
             verify(item.visible && item.enabled, item.objectName + " is not clickable")
             mouseClick(item)
         }
+        function last(list) {
+            return list[list.length - 1]
+        }
         function segment(pickerName, index) {
             return find("segment" + index, find(pickerName))
+        }
+        function header() {
+            return find("sourceList").headerItem.text
+        }
+        function selectionCount() {
+            return find("selectionCount").text
         }
         function rowFor(link) {
             const list = find("sourceList")
@@ -62,6 +71,7 @@ Item {
             // The screen's model must outlive a collection while the screen shows it.
             gc()
             verify(screen.stack.currentItem.packagesModel)
+            return screen.stack.currentItem
         }
         function closeAlert(expected) {
             tryCompare(screen.alert, "opened", true)
@@ -72,21 +82,28 @@ Item {
             tryCompare(screen.viewModel, "showAlert", false)
             tryCompare(screen.alert, "visible", false)
         }
+        function openAddSheet() {
+            click(find("addButton"))
+            tryCompare(screen.addSheet, "opened", true)
+        }
+        function addSheetItem(name) {
+            return find(name, screen.addSheet.contentItem)
+        }
+        function submitAddSheet(text) {
+            addSheetItem("sourceLinkField").text = text
+            click(addSheetItem("addSourceButton"))
+            tryCompare(screen.viewModel, "isAddSourcePresented", false)
+            tryCompare(screen.addSheet, "visible", false)
+        }
         // Enough distinct colours that something real was drawn, not a flat background.
         function verifyNotBlank(item) {
             const image = grabImage(item)
-            const seen = {}
-            let colours = 0
+            const seen = new Set()
             for (let y = 4; y < image.height; y += 23) {
-                for (let x = 3; x < image.width; x += 17) {
-                    const key = String(image.pixel(x, y))
-                    if (!seen[key]) {
-                        seen[key] = true
-                        ++colours
-                    }
-                }
+                for (let x = 3; x < image.width; x += 17)
+                    seen.add(String(image.pixel(x, y)))
             }
-            verify(colours > 12, "only " + colours + " colours drawn")
+            verify(seen.size > 12, "only " + seen.size + " colours drawn")
         }
 
         function test_modePickerSwapsListsAndClearsArchitecture() {
@@ -96,8 +113,7 @@ Item {
             click(segment("modePicker", 2))
             compare(vm.selectedMode, RepoViewModel.AllPackages)
             verify(!find("selectionTools").visible)
-            const packages = find("allPackagesList")
-            tryCompare(packages, "count", 30 + 12 + 5, 5000)
+            tryCompare(find("allPackagesList"), "count", 30 + 12 + 5, 5000)
             compare(find("totalPackages").text, "Total Packages: 47")
 
             click(segment("architecturePicker", 3))
@@ -107,7 +123,7 @@ Item {
             click(segment("modePicker", 0))
             compare(vm.selectedMode, RepoViewModel.Favorites)
             verify(vm.selectedArchitecture === undefined, "the architecture is cleared")
-            compare(find("sourceList").headerItem.text, "Total Favorite Sources: 0")
+            compare(header(), "Total Favorite Sources: 0")
             // Each appearance of the packages list loads again, and the choice of "All" is back.
             click(segment("modePicker", 2))
             compare(find("architecturePicker").currentIndex, 0)
@@ -117,36 +133,34 @@ Item {
         function test_selectionToolsFollowTheSelection() {
             const copy = find("copySelected")
             const deselect = find("deselect")
+            const all = TestWorld.links
             verify(!copy.enabled && !deselect.enabled)
-            compare(find("selectionCount").text, "✓: 0")
+            compare(selectionCount(), "✓: 0")
 
             click(find("selectAll"))
             verify(screen.viewModel.isAllSelected)
             verify(copy.enabled && deselect.enabled)
-            compare(find("selectionCount").text, "✓: " + TestWorld.links.length)
-
+            compare(selectionCount(), "✓: " + all.length)
             click(copy)
-            compare(TestWorld.clipboardTexts[TestWorld.clipboardTexts.length - 1], TestWorld.links.join("\n"))
-            closeAlert("تم نسخ " + TestWorld.links.length + " سورسات محددة Specific sources have been copied.")
-
+            compare(last(TestWorld.clipboardTexts), all.join("\n"))
+            closeAlert("تم نسخ " + all.length + " سورسات محددة Specific sources have been copied.")
             click(deselect)
             verify(!copy.enabled)
-            compare(find("selectionCount").text, "✓: 0")
+            compare(selectionCount(), "✓: 0")
 
             // The card and its mark toggle the same selection, once per tap.
-            const row = rowFor(TestWorld.links[1])
+            const row = rowFor(all[1])
             mouseClick(row, 8, row.height / 2)
-            compare(find("selectionCount").text, "✓: 1")
+            compare(selectionCount(), "✓: 1")
             click(find("selectionMark", row))
-            compare(find("selectionCount").text, "✓: 0")
+            compare(selectionCount(), "✓: 0")
         }
 
         function test_favouriteToggleShowsTheAlertAndTheFavourites() {
-            const row = rowFor(TestWorld.links[2])
-            click(find("favorite", row))
+            click(find("favorite", rowFor(TestWorld.links[2])))
             closeAlert("تمت إضافة Gamma Repo إلى المفضلة Added to favourites.")
             click(segment("modePicker", 0))
-            compare(find("sourceList").headerItem.text, "Total Favorite Sources: 1")
+            compare(header(), "Total Favorite Sources: 1")
             tryCompare(find("sourceList"), "count", 1)
             click(find("favorite", rowFor(TestWorld.links[2])))
             closeAlert()
@@ -158,33 +172,23 @@ Item {
             const before = vm.sourceCount
             keyClick(Qt.Key_N, Qt.ControlModifier)
             tryCompare(screen.addSheet, "opened", true)
-            const add = find("addSourceButton", screen.addSheet.contentItem)
-            const field = find("sourceLinkField", screen.addSheet.contentItem)
-            verify(!add.enabled)
-            field.forceActiveFocus()
+            verify(!addSheetItem("addSourceButton").enabled)
+            addSheetItem("sourceLinkField").forceActiveFocus()
             keyClick(Qt.Key_Space)
-            verify(add.enabled, "spaces count as typed")
+            verify(addSheetItem("addSourceButton").enabled, "spaces count as typed")
             // Typed text goes to the state object as it stands; with spaces around it, it is no link.
-            field.text = "  https://new.repo.test/sub  "
-            click(add)
-            tryCompare(vm, "isAddSourcePresented", false)
-            tryCompare(screen.addSheet, "visible", false)
+            submitAddSheet("  https://new.repo.test/sub  ")
             closeAlert("رابط السورس غير صالح.")
             compare(vm.sourceCount, before)
 
-            click(find("addButton"))
-            tryCompare(screen.addSheet, "opened", true)
-            verify(!add.enabled, "the field starts empty each time")
-            field.text = "https://new.repo.test/sub"
-            click(add)
-            tryCompare(vm, "isAddSourcePresented", false)
-            tryCompare(screen.addSheet, "visible", false)
+            openAddSheet()
+            verify(!addSheetItem("addSourceButton").enabled, "the field starts empty each time")
+            submitAddSheet("https://new.repo.test/sub")
             compare(vm.sourceCount, before + 1)
             closeAlert()
 
             // The new source is the user's own: it has a delete button, the built-in ones do not.
             const list = find("sourceList")
-            list.positionViewAtEnd()
             let userRow = null
             for (let i = 0; i < list.count; ++i) {
                 list.positionViewAtIndex(i, ListView.Contain)
@@ -201,10 +205,9 @@ Item {
             closeAlert()
 
             // Cancel changes nothing.
-            click(find("addButton"))
-            tryCompare(screen.addSheet, "opened", true)
-            find("sourceLinkField", screen.addSheet.contentItem).text = "https://never.repo.test/"
-            click(find("cancelButton", screen.addSheet.contentItem))
+            openAddSheet()
+            addSheetItem("sourceLinkField").text = "https://never.repo.test/"
+            click(addSheetItem("cancelButton"))
             tryCompare(screen.addSheet, "visible", false)
             compare(vm.sourceCount, before)
             verify(!vm.showAlert)
@@ -214,19 +217,16 @@ Item {
             const list = find("sourceList")
             list.contentY = list.originY - list.topMargin + 140
             const topRow = list.indexAt(40, list.contentY + 200)
-            openSource(TestWorld.links[0])
-            const page = screen.stack.currentItem
+            const page = openSource(TestWorld.links[0])
             const title = find("screenTitle", page)
             tryCompare(title, "text", "Packages (30)", 3000)
 
             // Its own search: name first, then the identifier; the description is not searched.
             const search = find("packageSearch", page)
-            search.text = "TWEAK 1"
-            tryCompare(title, "text", "Packages (11)", 3000)
-            search.text = "com.alpha.tweak2"
-            tryCompare(title, "text", "Packages (11)", 3000)
-            search.text = "number"
-            tryCompare(title, "text", "Packages (0)", 3000)
+            for (const [text, count] of [["TWEAK 1", 11], ["com.alpha.tweak2", 11], ["number", 0]]) {
+                search.text = text
+                tryCompare(title, "text", "Packages (" + count + ")", 3000)
+            }
             verify(find("emptyHint", page).visible)
             search.text = ""
 
@@ -241,9 +241,8 @@ Item {
             tryCompare(title, "text", "Installed (2)", 3000)
             const rows = find("sourcePackageList", page)
             tryCompare(rows, "count", 2)
-            const first = rows.itemAtIndex(0)
-            compare(find("badge", first).text, "MODIFY")
-            verify(find("installedMark", first).visible)
+            compare(find("badge", rows.itemAtIndex(0)).text, "MODIFY")
+            verify(find("installedMark", rows.itemAtIndex(0)).visible)
             click(find("installedOnly", page))
             tryCompare(title, "text", "Packages (30)", 3000)
 
@@ -254,8 +253,7 @@ Item {
         }
 
         function test_aSourceWithNothingOpensOnTheHint() {
-            openSource(TestWorld.links[3])
-            const page = screen.stack.currentItem
+            const page = openSource(TestWorld.links[3])
             tryCompare(find("screenTitle", page), "text", "Packages (0)")
             verify(find("emptyHint", page).visible)
             keyClick(Qt.Key_Escape)
@@ -263,15 +261,13 @@ Item {
         }
 
         function test_mainSearchNarrowsTheSourcesButNotTheTotal() {
-            const field = find("sourceSearch")
             keyClick(Qt.Key_F, Qt.ControlModifier)
-            verify(field.activeFocus)
-            keyClick(Qt.Key_G)
-            keyClick(Qt.Key_A)
-            keyClick(Qt.Key_M)
+            verify(find("sourceSearch").activeFocus)
+            for (const key of [Qt.Key_G, Qt.Key_A, Qt.Key_M])
+                keyClick(key)
             compare(screen.viewModel.searchText, "gam")
             tryCompare(find("sourceList"), "count", 1)
-            compare(find("sourceList").headerItem.text, "Total Sources: " + TestWorld.links.length)
+            compare(header(), "Total Sources: " + TestWorld.links.length)
         }
 
         function test_keyboardMovesThroughTheSourceList() {
@@ -287,17 +283,15 @@ Item {
         }
 
         function test_packageRowActions() {
-            openSource(TestWorld.links[1])
-            const page = screen.stack.currentItem
-            const rows = find("sourcePackageList", page)
+            const rows = find("sourcePackageList", openSource(TestWorld.links[1]))
             tryCompare(rows, "count", 12)
             const row = rows.itemAtIndex(0)
+            const deb = "https://beta.repo.test/debs/com.beta.tweak0.deb"
             compare(find("badge", row).text, "GET")
             verify(!find("installedMark", row).visible)
 
             click(find("copyDebLink", row))
-            compare(TestWorld.clipboardTexts[TestWorld.clipboardTexts.length - 1],
-                    "https://beta.repo.test/debs/com.beta.tweak0.deb")
+            compare(last(TestWorld.clipboardTexts), deb)
             const copyAlert = find("copyAlert", rows)
             tryCompare(copyAlert, "opened", true)
             compare(copyAlert.title, "تم النسخ")
@@ -306,10 +300,9 @@ Item {
             tryCompare(copyAlert, "visible", false)
 
             click(find("downloadDeb", row))
-            compare(TestWorld.openedUrls[TestWorld.openedUrls.length - 1],
-                    "https://beta.repo.test/debs/com.beta.tweak0.deb")
+            compare(last(TestWorld.openedUrls), deb)
             click(find("packageHeader", row))
-            compare(TestWorld.openedUrls[TestWorld.openedUrls.length - 1], "sileo://package/com.beta.tweak0")
+            compare(last(TestWorld.openedUrls), "sileo://package/com.beta.tweak0")
         }
 
         function test_scrollToTopAppearsPast400() {
