@@ -20,14 +20,9 @@ const QString kBundleTweaks = QStringLiteral("image://assets/bundle/Tweaks.png")
 // More than one colour: a background with something drawn on it.
 bool isDrawn(const QImage &image)
 {
-    if (image.isNull())
-        return false;
-    const QRgb first = image.pixel(0, 0);
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (image.pixel(x, y) != first)
-                return true;
-        }
+    for (int i = 0; i < image.width() * image.height(); ++i) {
+        if (image.pixel(i % image.width(), i / image.width()) != image.pixel(0, 0))
+            return true;
     }
     return false;
 }

@@ -47,12 +47,6 @@ Item {
         function segment(pickerName, index) {
             return find("segment" + index, find(pickerName))
         }
-        function header() {
-            return find("sourceList").headerItem.text
-        }
-        function selectionCount() {
-            return find("selectionCount").text
-        }
         function rowFor(link) {
             const list = find("sourceList")
             for (let i = 0; i < list.count; ++i) {
@@ -123,7 +117,7 @@ Item {
             click(segment("modePicker", 0))
             compare(vm.selectedMode, RepoViewModel.Favorites)
             verify(vm.selectedArchitecture === undefined, "the architecture is cleared")
-            compare(header(), "Total Favorite Sources: 0")
+            compare(find("sourceList").headerItem.text, "Total Favorite Sources: 0")
             // Each appearance of the packages list loads again, and the choice of "All" is back.
             click(segment("modePicker", 2))
             compare(find("architecturePicker").currentIndex, 0)
@@ -135,32 +129,32 @@ Item {
             const deselect = find("deselect")
             const all = TestWorld.links
             verify(!copy.enabled && !deselect.enabled)
-            compare(selectionCount(), "✓: 0")
+            compare(find("selectionCount").text, "✓: 0")
 
             click(find("selectAll"))
             verify(screen.viewModel.isAllSelected)
             verify(copy.enabled && deselect.enabled)
-            compare(selectionCount(), "✓: " + all.length)
+            compare(find("selectionCount").text, "✓: " + all.length)
             click(copy)
             compare(last(TestWorld.clipboardTexts), all.join("\n"))
             closeAlert("تم نسخ " + all.length + " سورسات محددة Specific sources have been copied.")
             click(deselect)
             verify(!copy.enabled)
-            compare(selectionCount(), "✓: 0")
+            compare(find("selectionCount").text, "✓: 0")
 
             // The card and its mark toggle the same selection, once per tap.
             const row = rowFor(all[1])
             mouseClick(row, 8, row.height / 2)
-            compare(selectionCount(), "✓: 1")
+            compare(find("selectionCount").text, "✓: 1")
             click(find("selectionMark", row))
-            compare(selectionCount(), "✓: 0")
+            compare(find("selectionCount").text, "✓: 0")
         }
 
         function test_favouriteToggleShowsTheAlertAndTheFavourites() {
             click(find("favorite", rowFor(TestWorld.links[2])))
             closeAlert("تمت إضافة Gamma Repo إلى المفضلة Added to favourites.")
             click(segment("modePicker", 0))
-            compare(header(), "Total Favorite Sources: 1")
+            compare(find("sourceList").headerItem.text, "Total Favorite Sources: 1")
             tryCompare(find("sourceList"), "count", 1)
             click(find("favorite", rowFor(TestWorld.links[2])))
             closeAlert()
@@ -267,7 +261,7 @@ Item {
                 keyClick(key)
             compare(screen.viewModel.searchText, "gam")
             tryCompare(find("sourceList"), "count", 1)
-            compare(header(), "Total Sources: " + TestWorld.links.length)
+            compare(find("sourceList").headerItem.text, "Total Sources: " + TestWorld.links.length)
         }
 
         function test_keyboardMovesThroughTheSourceList() {
