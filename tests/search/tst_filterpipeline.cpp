@@ -10,13 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString none; // marks an absent field in the tables below
-
-std::optional<QString> field(const QString &value)
-{
-    return value.isNull() ? std::nullopt : std::optional(value);
-}
-
 // A pool that mixes everything the filter distinguishes; rows are referred to by identifier.
 PackageList samplePackages()
 {
@@ -99,19 +92,21 @@ private Q_SLOTS:
     void filterStep_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("architecture");
+        QTest::addColumn<std::optional<QString>>("architecture");
         QTest::addColumn<bool>("packagesMode");
         QTest::addColumn<QStringList>("expected");
         const auto text = [](const char *tag, const QString &text, const QStringList &expected) {
-            QTest::newRow(tag) << text << none << true << expected;
+            QTest::newRow(tag) << text << std::optional<QString>() << true << expected;
         };
-        const auto arch = [](const char *tag, const QString &architecture, const QStringList &expected) {
+        const auto arch = [](const char *tag, const std::optional<QString> &architecture,
+                             const QStringList &expected) {
             QTest::newRow(tag) << QString() << architecture << true << expected;
         };
         const QStringList all = identifiers(samplePackages());
         const QString snowboard = u"com.alpha.snowboard"_s;
 
-        QTest::newRow("other modes show no packages") << u"snow"_s << none << false << QStringList{};
+        QTest::newRow("other modes show no packages")
+            << u"snow"_s << std::optional<QString>() << false << QStringList{};
         text("no filter keeps all, in order, duplicates too", u""_s, all);
         text("name, any case", u"SNOWB"_s, {snowboard, snowboard});
         text("identifier when the name misses", u"board"_s, {snowboard, "org.gamma.board", snowboard});
@@ -128,15 +123,15 @@ private Q_SLOTS:
         arch("'all' disables the filter", u"ALL"_s, all);
         arch("empty disables the filter", u""_s, all);
         QTest::newRow("text and architecture")
-            << u"o"_s << u"arm64"_s << true << QStringList{snowboard, snowboard};
+            << u"o"_s << std::optional(u"arm64"_s) << true << QStringList{snowboard, snowboard};
     }
     void filterStep()
     {
         QFETCH(QString, text);
-        QFETCH(QString, architecture);
+        QFETCH(std::optional<QString>, architecture);
         QFETCH(bool, packagesMode);
         QFETCH(QStringList, expected);
-        const PackageQuery query{text, field(architecture), packagesMode};
+        const PackageQuery query{text, architecture, packagesMode};
         QCOMPARE(identifiers(filterPackages(samplePackages(), query)), expected);
 
         // Split over several blocks, rows must come back with pool-wide positions.

@@ -75,7 +75,6 @@ private Q_SLOTS:
         QTest::newRow("characters JSON must escape")
             << RepoSource{u"x"_s, u"quote \" back \\ tab \t nl \n ctl \x01"_s,
                           u"https://c.example/a?b=1&c=2#f"_s, u"Repos.png"_s, false};
-        QTest::newRow("empty fields") << RepoSource{QString(), QString(), QString(), QString(), false};
     }
     void roundTripKeepsEveryCharacter()
     {
@@ -105,13 +104,10 @@ private Q_SLOTS:
             << "[{\"id\":\"i\",\"name\":\"n\",\"link\":\"l\",\"imageName\":\"m\"}]"_ba;
         QTest::newRow("bool as string")
             << "[{\"id\":\"i\",\"name\":\"n\",\"link\":\"l\",\"imageName\":\"m\",\"isDefault\":\"true\"}]"_ba;
-        QTest::newRow("name as number")
-            << "[{\"id\":\"i\",\"name\":1,\"link\":\"l\",\"imageName\":\"m\",\"isDefault\":true}]"_ba;
         QTest::newRow("one bad record among good ones") << "[" + good + ",{\"id\":\"i\"}," + good + "]";
         QTest::newRow("entry not an object") << "[" + good + ",42]";
         QTest::newRow("object, not a list") << good;
         QTest::newRow("not JSON") << "\x89PNG\r\n"_ba;
-        QTest::newRow("empty") << QByteArray();
     }
     void decodingRejectsTheWholeList()
     {
@@ -135,7 +131,6 @@ private Q_SLOTS:
         QTest::newRow("case and slash") << u"HTTPS://Repo.Example/Apt/"_s << u"https://repo.example/apt"_s;
         QTest::newRow("only one slash goes") << u"https://repo.example//"_s << u"https://repo.example/"_s;
         QTest::newRow("blanks and newlines") << u" \t https://r.example/\n"_s << u"https://r.example"_s;
-        QTest::newRow("scheme and www kept") << u"http://www.r.example"_s << u"http://www.r.example"_s;
         QTest::newRow("empty") << QString() << QString();
     }
     void normalizeLink()
@@ -257,34 +252,22 @@ private Q_SLOTS:
         QVERIFY(!edit.sources.value_or(before).contains(target) || remaining == 3);
     }
 
-    void firstLaunchGivesTheCatalogue()
+    void savedRecordsWinAndKeepTheirPlace()
     {
         TestPlatform t;
         QCOMPARE(SourceStore(*t.settings).loadSources(catalogue), catalogue);
         QVERIFY(!t.settings->contains(SourceStore::sourcesKey + SourceStore::unreadableSuffix));
-    }
-
-    void savedRecordsWinAndKeepTheirPlace()
-    {
-        TestPlatform t;
         // A saved record shadowing a catalogue row (other case, no trailing slash) keeps its
         // name and flag; catalogue rows missing from the saved list go to the end; a saved
-        // built-in the catalogue dropped stays.
+        // built-in the catalogue dropped stays; a saved twin collapses into the first.
         const RepoSource shadow = userSource(u"HTTPS://TWO.example/apt"_s, u"My Two"_s);
         const RepoSource retired = builtIn(u"https://retired.example/"_s, u"Retired"_s);
         const RepoSource mine = userSource(u"https://mine.example/"_s);
-        SourceStore(*t.settings).saveSources({mine, shadow, retired, catalogue.at(2)});
+        SourceStore(*t.settings)
+            .saveSources({mine, shadow, userSource(u" https://MINE.example "_s), retired, catalogue.at(2)});
         t.reopen();
         const QList<RepoSource> expected{mine, shadow, retired, catalogue.at(2), catalogue.at(0)};
         QCOMPARE(SourceStore(*t.settings).loadSources(catalogue), expected);
-    }
-
-    void duplicatesInTheSavedListCollapse()
-    {
-        TestPlatform t;
-        const RepoSource mine = userSource(u"https://mine.example/"_s);
-        SourceStore(*t.settings).saveSources({mine, userSource(u" https://MINE.example "_s)});
-        QCOMPARE(SourceStore(*t.settings).loadSources({}), QList<RepoSource>{mine});
     }
 
     void handEditedPlainJsonIsRead()
@@ -384,24 +367,16 @@ private Q_SLOTS:
         const int loading = SourceListModel::IsLoadingRole;
 
         model.setLoadingLinks({sources.at(1).link});
-        QCOMPARE(changes(changed), (Changes{{1, 1, {loading}}}));
-        QVERIFY(model.data(model.index(1), loading).toBool());
-        QVERIFY(!model.data(model.index(0), loading).toBool());
-
         // Another source starts while the first goes on: only the new one's row changes.
-        changed.clear();
         model.setLoadingLinks({sources.at(1).link, sources.at(2).link, u"https://not.listed/"_s});
-        QCOMPARE(changes(changed), (Changes{{2, 2, {loading}}}));
-
-        changed.clear();
         model.setLoadingLinks({sources.at(2).link});
-        QCOMPARE(changes(changed), (Changes{{1, 1, {loading}}}));
+        QCOMPARE(changes(changed), (Changes{{1, 1, {loading}}, {2, 2, {loading}}, {1, 1, {loading}}}));
+        QVERIFY(!model.data(model.index(1), loading).toBool());
 
         // The state outlives a change of the rows themselves.
         model.update({sources.at(2), sources.at(0)}, {}, {});
         QVERIFY(model.data(model.index(0), loading).toBool());
         QCOMPARE(reset.count(), 1);
-        QCOMPARE(model.roleNames().value(loading), "isLoading");
     }
 
     void starAndTickKeepRowsInPlace()
@@ -457,8 +432,6 @@ private Q_SLOTS:
         QVERIFY2(url.path().contains(QRegularExpression(u"^(/[^/]+)*/$"_s)),
                  "path must end with '/' and have no empty segments");
 
-        const qsizetype codePoints = source.name.toUcs4().size();
-        QVERIFY2(codePoints >= 3 && codePoints <= 25, qPrintable(QString::number(codePoints)));
         QCOMPARE(source.name.trimmed(), source.name);
         // The invisible prefix opens exactly these names; stray copies anywhere else would make a name
         // compare unequal to what it looks like.
