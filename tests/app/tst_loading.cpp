@@ -78,8 +78,6 @@ private Q_SLOTS:
         RepoViewModel model(t.platform());
         QCOMPARE(model.sources(), defaultSources());
         QCOMPARE(storedSources(*t.settings), defaultSources());
-        QVERIFY(model.packages(u"https://nothing.example/"_s).isEmpty());
-        QVERIFY(!model.packagesByLink().contains(u"https://nothing.example/"_s));
     }
 
     void leavingAllPackagesClearsTheArchitecture_data()

@@ -177,12 +177,6 @@ private Q_SLOTS:
         QCOMPARE(::extractName(link), name);
     }
 
-    void capitalizedStartsWordsAfterWhiteSpaceOnly()
-    {
-        QCOMPARE(capitalized(u"hello wORLD.example\tnew"_s), u"Hello World.example\tNew"_s);
-        QCOMPARE(capitalized(u"élan 🔥x"_s), u"Élan 🔥x"_s);
-    }
-
     void addSource_data()
     {
         QTest::addColumn<QString>("link");
