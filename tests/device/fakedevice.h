@@ -18,29 +18,9 @@ public:
     [[nodiscard]] DeviceRoot root() const { return DeviceRoot(m_dir.path()); }
     [[nodiscard]] QString hostPath(const QString &devicePath) const { return root().hostPath(devicePath); }
 
-    bool addDir(const QString &devicePath) { return QDir().mkpath(hostPath(devicePath)); }
-
     bool addFile(const QString &devicePath, const QByteArray &content = {})
     {
         return writeFile(hostPath(devicePath), content);
-    }
-
-    // A relative link stays inside the fake tree, as an absolute one would not.
-    bool addLink(const QString &devicePath, const QString &relativeTarget)
-    {
-        const QString path = hostPath(devicePath);
-        return QDir().mkpath(QFileInfo(path).path()) && QFile::link(relativeTarget, path);
-    }
-
-    bool addFifo(const QString &devicePath)
-    {
-        const QString path = hostPath(devicePath);
-        if (!QDir().mkpath(QFileInfo(path).path()) ||
-            ::mkfifo(QFile::encodeName(path).constData(), 0644) != 0) {
-            return false;
-        }
-        m_fifos.append(path);
-        return true;
     }
 
     // Gives every FIFO of the tree a writer that leaves at once, so a reader stuck opening one gets an end of
@@ -61,16 +41,17 @@ public:
     {
         for (const QString &entry : entries) {
             const qsizetype arrow = entry.indexOf(QLatin1String(" -> "));
-            bool ok = false;
-            if (arrow >= 0) {
-                ok = addLink(entry.left(arrow), entry.mid(arrow + 4));
-            } else if (entry.endsWith(QLatin1String(" |"))) {
-                ok = addFifo(entry.chopped(2));
-            } else if (entry.endsWith(QLatin1Char('/'))) {
-                ok = addDir(entry);
-            } else {
-                ok = addFile(entry, QByteArrayLiteral("x"));
-            }
+            const bool fifo = entry.endsWith(QLatin1String(" |"));
+            const QString path = hostPath(arrow >= 0 ? entry.left(arrow) : fifo ? entry.chopped(2) : entry);
+            // A relative link target stays inside the fake tree, as an absolute one would not.
+            bool ok = QDir().mkpath(entry.endsWith(QLatin1Char('/')) ? path : QFileInfo(path).path());
+            if (arrow >= 0)
+                ok = ok && QFile::link(entry.mid(arrow + 4), path);
+            else if (fifo)
+                ok = ok && ::mkfifo(QFile::encodeName(path).constData(), 0644) == 0 &&
+                     (m_fifos.append(path), true);
+            else if (!entry.endsWith(QLatin1Char('/')))
+                ok = ok && writeFile(path, QByteArrayLiteral("x"));
             if (!ok) {
                 qWarning("could not create %s", qPrintable(entry));
                 return false;

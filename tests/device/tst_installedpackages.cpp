@@ -2,7 +2,6 @@
 // wrong marks the wrong package, and a line-break form read wrong marks none at all.
 #include "../testfiles.h"
 #include "device/installedpackages.h"
-#include "fakedevice.h"
 
 #include <QRandomGenerator>
 #include <QTest>
@@ -22,8 +21,6 @@ QStringList sorted(const QSet<QString> &set)
     list.sort();
     return list;
 }
-
-using Files = QList<QPair<QString, QByteArray>>; // a null content makes a folder
 
 } // namespace
 
@@ -121,47 +118,6 @@ private Q_SLOTS:
 
         const QByteArray nuls("Package: a\0b\nStatus: install ok\0 installed\n", 43);
         QCOMPARE(sorted(parseInstalledPackages(nuls)), QStringList{QString::fromUtf8("a\0b", 3)});
-    }
-
-    void load_data()
-    {
-        QTest::addColumn<Files>("files");
-        QTest::addColumn<bool>("found");
-        QTest::addColumn<QStringList>("expected");
-
-        const QString plain = u"/var/lib/dpkg/status"_s;
-        const QString rootless = u"/var/jb/var/lib/dpkg/status"_s;
-        const QByteArray a("Package: a\nStatus: install ok installed\n");
-        const QByteArray b("Package: b\nStatus: install ok installed\n");
-
-        QTest::newRow("no status file") << Files() << false << QStringList();
-        QTest::newRow("rootless first") << Files{{plain, a}, {rootless, b}} << true << QStringList{"b"};
-        QTest::newRow("folder in the way")
-            << Files{{rootless, QByteArray()}, {plain, a}} << true << QStringList{"a"};
-        QTest::newRow("empty file") << Files{{plain, QByteArray("")}} << true << QStringList();
-        QTest::newRow("not UTF-8") << Files{{plain, "Package: caf\xE9\nStatus: install ok installed\n"}}
-                                   << false << QStringList();
-    }
-
-    void load()
-    {
-        QFETCH(Files, files);
-        FakeDevice device;
-        for (const auto &[path, content] : files) {
-            QVERIFY(content.isNull() ? device.addDir(path) : device.addFile(path, content));
-        }
-        const std::optional<QSet<QString>> installed = loadInstalledPackages(device.root());
-        QTEST(installed.has_value(), "found");
-        QTEST(sorted(installed.value_or(QSet<QString>())), "expected");
-    }
-
-    void membership()
-    {
-        const QSet<QString> set{"com.example.tweak", ""};
-        QVERIFY(isPackageInstalled(set, "com.example.tweak"));
-        QVERIFY(!isPackageInstalled(set, "com.example.Tweak"));
-        QVERIFY(!isPackageInstalled(set, "com.example.tweak "));
-        QVERIFY(!isPackageInstalled(set, ""));
     }
 };
 

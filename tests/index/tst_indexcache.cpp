@@ -68,21 +68,6 @@ private Q_SLOTS:
         QCOMPARE(safeFolderName(text), name);
     }
 
-    void candidates()
-    {
-        QTemporaryDir dir;
-        const QString root = cacheRootIn(dir.filePath(u"data"_s));
-        QCOMPARE(root, dir.filePath(u"data/RepoPackages"_s));
-
-        const RepoPaths paths = localCandidates(root, u"https://Repo.Example.com/sub/"_s);
-        QCOMPARE(paths.folder, root + u"/repo.example.com_sub"_s);
-        QCOMPARE(paths.gz, paths.folder + u"/Packages.gz"_s);
-        QCOMPARE(paths.plain, paths.folder + u"/Packages"_s);
-        QCOMPARE(paths.meta, paths.folder + u"/meta.json"_s);
-        QVERIFY(QFileInfo(root).isDir());
-        QVERIFY(!QFileInfo::exists(paths.folder)); // made by whoever writes into it
-    }
-
     void encodeMeta_data()
     {
         QTest::addColumn<RepoMeta>("meta");
@@ -122,15 +107,9 @@ private Q_SLOTS:
         QTest::newRow("array") << "[]"_ba << false;
         QTest::newRow("truncated") << "{\"updatedAt\":3"_ba << false;
         QTest::newRow("empty") << QByteArray() << false;
-        QTest::newRow("white space") << " \n\t"_ba << false;
         QTest::newRow("binary garbage") << QByteArray("\x1f\x8b\x08\0\xff{\0}", 9) << false;
-        QTest::newRow("null") << "null"_ba << false;
-        QTest::newRow("number") << "1700000000"_ba << false;
-        QTest::newRow("string") << "\"updatedAt\""_ba << false;
         QTest::newRow("record inside an array") << "[{\"updatedAt\":3}]"_ba << false;
         QTest::newRow("time as object") << "{\"updatedAt\":{\"seconds\":3}}"_ba << false;
-        QTest::newRow("time as null") << "{\"updatedAt\":null}"_ba << false;
-        QTest::newRow("link as array") << "{\"lastURL\":[\"https://x\"],\"updatedAt\":3}"_ba << false;
         QTest::newRow("trailing garbage") << "{\"updatedAt\":3}x"_ba << false;
         QTest::newRow("deep nesting") << QByteArray(100000, '[') << false;
     }
@@ -144,7 +123,8 @@ private Q_SLOTS:
 
     void metaFileFaults_data()
     {
-        QTest::addColumn<QByteArray>("content"); // null: a folder under the name; "|": a FIFO
+        QTest::addColumn<QByteArray>("content"); // null: a folder under the name; "|": a FIFO; "-": none
+        QTest::newRow("none") << "-"_ba;
         QTest::newRow("garbage") << QByteArray("\0\xff\xfe garbage", 11);
         QTest::newRow("empty") << ""_ba;
         QTest::newRow("wrong shape") << "{\"etag\":\"x\",\"updatedAt\":[3]}"_ba;
@@ -163,7 +143,7 @@ private Q_SLOTS:
             QVERIFY(QDir().mkdir(path));
         else if (content == "|")
             QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0644), 0);
-        else
+        else if (content != "-")
             QVERIFY(writeFile(path, content));
 
         // A FIFO must not block the read; a stuck read is released by a writer so the test fails instead.
@@ -189,18 +169,11 @@ private Q_SLOTS:
         }
     }
 
-    void metaFile()
+    void aFailedSaveLeavesNothingBehind()
     {
         QTemporaryDir dir;
-        const QString path = dir.filePath(u"meta.json"_s);
-        QVERIFY(!readRepoMeta(path).has_value());
-
-        const RepoMeta meta{u"\"abc\""_s, std::nullopt, u"https://x/Packages"_s, 12.5};
-        QVERIFY(saveRepoMeta(path, meta));
-        QCOMPARE(readRepoMeta(path), meta);
-
-        QVERIFY(!saveRepoMeta(dir.filePath(u"no/such/folder/meta.json"_s), meta));
-        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{"meta.json"});
+        QVERIFY(!saveRepoMeta(dir.filePath(u"no/such/folder/meta.json"_s), RepoMeta{}));
+        QVERIFY(QDir(dir.path()).isEmpty());
     }
 };
 

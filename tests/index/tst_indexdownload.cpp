@@ -3,35 +3,16 @@
 #include "index/repometa.h"
 #include "index/sourceloader.h"
 
+#include "../testfiles.h"
 #include "compression.h"
 #include "faultserver.h"
 #include "nginxserver.h"
 #include "testcertificates.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTest>
 
-namespace {
-
-QByteArray fixture(const QString &name)
-{
-    QFile file(QStringLiteral(TALLOWPINE_TEST_DATA "/") + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-using Fault = FaultServer::Fault;
 using Route = FaultServer::Route;
-
-} // namespace
 
 class TestIndexDownload : public QObject
 {
@@ -42,7 +23,7 @@ class TestIndexDownload : public QObject
     std::unique_ptr<NginxServer> m_nginx;
     std::unique_ptr<FaultServer> m_faults;
     std::unique_ptr<QTemporaryDir> m_data;
-    const QByteArray m_index = fixture(QStringLiteral("repo/Packages"));
+    const QByteArray m_index = readFile(testData(QStringLiteral("repo/Packages")));
 
     [[nodiscard]] LoadEnvironment environment() const
     {
@@ -73,11 +54,13 @@ private Q_SLOTS:
     {
         QVERIFY(m_certificates.isValid());
         m_certificates.trustInThisProcess();
-        writeFile(m_www.filePath(QStringLiteral("plain/Packages")), m_index);
-        writeFile(m_www.filePath(QStringLiteral("deflate/Packages.gz")), rawDeflate(m_index));
-        writeFile(m_www.filePath(QStringLiteral("gzip/Packages.gz")), gzipFramed(m_index));
-        writeFile(m_www.filePath(QStringLiteral("gzip/Packages")), m_index);
-        writeFile(m_www.filePath(QStringLiteral("lower/packages")), m_index);
+        const QList<QPair<const char *, QByteArray>> layouts{{"plain/Packages", m_index},
+                                                             {"deflate/Packages.gz", rawDeflate(m_index)},
+                                                             {"gzip/Packages.gz", gzipFramed(m_index)},
+                                                             {"gzip/Packages", m_index},
+                                                             {"lower/packages", m_index}};
+        for (const auto &[name, bytes] : layouts)
+            QVERIFY(writeFile(m_www.filePath(QString::fromLatin1(name)), bytes));
         m_nginx = std::make_unique<NginxServer>(m_www.path(), m_certificates);
         QVERIFY2(m_nginx->isRunning(), qPrintable(m_nginx->errorLog()));
         m_faults = std::make_unique<FaultServer>(m_certificates);
@@ -85,17 +68,6 @@ private Q_SLOTS:
     }
 
     void init() { m_data = std::make_unique<QTemporaryDir>(); }
-
-    void candidates()
-    {
-        QCOMPARE(indexCandidates(QStringLiteral(" https://r.example/apt\n")),
-                 (QList<QUrl>{QUrl(QStringLiteral("https://r.example/apt/Packages.gz")),
-                              QUrl(QStringLiteral("https://r.example/apt/Packages")),
-                              QUrl(QStringLiteral("https://r.example/apt/packages.gz")),
-                              QUrl(QStringLiteral("https://r.example/apt/packages"))}));
-        QVERIFY(indexCandidates(QStringLiteral("http://r.example/")).isEmpty());
-        QCOMPARE(indexCandidates(QStringLiteral("HTTPS://r.example")).size(), 4);
-    }
 
     void nginxServesEachLayout_data()
     {
@@ -167,58 +139,6 @@ private Q_SLOTS:
         }
     }
 
-    void faultsMoveOnToTheNextCandidate_data()
-    {
-        QTest::addColumn<Route>("gzRoute");
-        QTest::addColumn<int>("expected"); // packages from the "Packages" candidate
-        const QByteArray deflated = rawDeflate(m_index);
-        QTest::newRow("stall before headers") << Route{200, deflated, {}, Fault::StallBeforeHeaders} << 3;
-        QTest::newRow("stall mid-body") << Route{200, deflated, {}, Fault::StallMidBody} << 3;
-        QTest::newRow("connection reset") << Route{200, deflated, {}, Fault::Reset} << 3;
-        QTest::newRow("short body") << Route{200, deflated, {}, Fault::ShortBody} << 3;
-        QTest::newRow("server error") << Route{500, "oops", {}} << 3;
-        QTest::newRow("200 without a body") << Route{200, {}, {}} << 3;
-        QTest::newRow("gzip body behind .gz") << Route{200, gzipFramed(m_index), {}} << 3;
-        QTest::newRow("redirect to plain http is refused")
-            << Route{301, {}, {{"Location", "http://127.0.0.1:9/Packages.gz"}}} << 3;
-    }
-    void faultsMoveOnToTheNextCandidate()
-    {
-        QFETCH(Route, gzRoute);
-        QFETCH(int, expected);
-        const QByteArray folder = "/" + QByteArray(QTest::currentDataTag()).toPercentEncoding() + "/";
-        m_faults->setRoute(folder + "Packages.gz", gzRoute);
-        m_faults->setRoute(folder + "Packages", Route{200, m_index, {}});
-        const QString link = m_faults->url(QString::fromLatin1(folder.mid(1)));
-        const LoadResult result = load(link);
-        QCOMPARE(result.servedFrom, ServedFrom::Network);
-        QCOMPARE(result.packages.size(), expected);
-        QCOMPARE(readRepoMeta(cacheOf(link).meta)->lastURL, std::optional(link + QStringLiteral("Packages")));
-    }
-
-    void redirectsWithinHttpsAreFollowed()
-    {
-        m_faults->setRoute("/moved/Packages.gz", Route{301, {}, {{"Location", "/elsewhere/index"}}});
-        m_faults->setRoute("/elsewhere/index", Route{200, rawDeflate(m_index), {}});
-        const QString link = m_faults->url(QStringLiteral("moved/"));
-        const LoadResult result = load(link);
-        QCOMPARE(result.packages.size(), 3);
-        // The candidate is recorded, not where it led.
-        QCOMPARE(readRepoMeta(cacheOf(link).meta)->lastURL,
-                 std::optional(link + QStringLiteral("Packages.gz")));
-    }
-
-    void contentEncodingGzipCountsAsCompressed()
-    {
-        m_faults->setRoute("/encoded/Packages",
-                           Route{200, gzipFramed(m_index), {{"Content-Encoding", "gzip"}}});
-        const LoadResult result = load(m_faults->url(QStringLiteral("encoded/")));
-        // Whatever the transport did with the encoding, the body is taken for a compressed index,
-        // which the raw decoder cannot read; nothing else serves this source.
-        QCOMPARE(result.servedFrom, ServedFrom::Nothing);
-        QVERIFY(result.packages.isEmpty());
-    }
-
     void withoutTheServerTheCacheThenTheListsAnswer()
     {
         // Plain http is never fetched: the fault server must see no request at all.
@@ -228,8 +148,9 @@ private Q_SLOTS:
 
         // A package manager's list on a rootless device.
         const QString lists = m_data->filePath(QStringLiteral("device/var/jb/var/lib/apt/lists/"));
-        writeFile(lists + QStringLiteral("127.0.0.1:%1_offline_._Packages").arg(QUrl(m_faults->url()).port()),
-                  m_index);
+        QVERIFY(writeFile(
+            lists + QStringLiteral("127.0.0.1:%1_offline_._Packages").arg(QUrl(m_faults->url()).port()),
+            m_index));
         LoadResult result = load(link);
         QCOMPARE(result.servedFrom, ServedFrom::Lists);
         QCOMPARE(result.packages.size(), 3);
@@ -245,11 +166,11 @@ private Q_SLOTS:
     {
         const QString link = QStringLiteral("http://lists.example/repo/");
         const QString lists = m_data->filePath(QStringLiteral("device/var/jb/var/lib/apt/lists/"));
-        writeFile(lists + QStringLiteral("lists.example_repo_._Packages.gz"), rawDeflate(m_index));
+        QVERIFY(writeFile(lists + QStringLiteral("lists.example_repo_._Packages.gz"), rawDeflate(m_index)));
         QCOMPARE(load(link).servedFrom, ServedFrom::Lists);
 
         const QString other = QStringLiteral("http://cache.example/");
-        writeFile(cacheOf(other).gz, rawDeflate(m_index));
+        QVERIFY(writeFile(cacheOf(other).gz, rawDeflate(m_index)));
         const LoadResult cached = load(other);
         QCOMPARE(cached.servedFrom, ServedFrom::Cache);
         QCOMPARE(cached.packages.size(), 3);

@@ -115,25 +115,6 @@ private Q_SLOTS:
         QCOMPARE(inflateRaw(stored, 2 * stored.size()).data, noise);
     }
 
-    void outputPath_data()
-    {
-        QTest::addColumn<QString>("input");
-        QTest::addColumn<QString>("output");
-        QTest::newRow("gz") << u"/c/src/Packages.gz"_s << u"/c/src/Packages"_s;
-        QTest::newRow("only the last extension") << u"/c/x.tar.gz"_s << u"/c/x.tar"_s;
-        QTest::newRow("no extension") << u"/c/src/Packages"_s << u"/c/src/Packages"_s;
-        QTest::newRow("dot in a folder name") << u"/c/a.b/Packages"_s << u"/c/a.b/Packages"_s;
-        QTest::newRow("hidden name") << u"/c/.gz"_s << u"/c/.gz"_s;
-        QTest::newRow("relative") << u"Packages.gz"_s << u"Packages"_s;
-    }
-
-    void outputPath()
-    {
-        QFETCH(QString, input);
-        QFETCH(QString, output);
-        QCOMPARE(decompressedPath(input), output);
-    }
-
     void gunzipFiles_data()
     {
         QTest::addColumn<QString>("name");
@@ -197,26 +178,6 @@ private Q_SLOTS:
         QCOMPARE(result.error->domain, u"file"_s);
         QCOMPARE(result.error->code, int(QFileDevice::OpenError));
         QVERIFY(!result.error->description.isEmpty());
-    }
-
-    void loadsCompressedIndex()
-    {
-        QTemporaryDir dir;
-        const QByteArray plain = "Package: a\nName: A\n\nPackage: b\n";
-        const QString gz = dir.filePath(u"Packages.gz"_s);
-        const QString unnamed = dir.filePath(u"index.bin"_s);
-        const QString gzipped = dir.filePath(u"real.gz"_s);
-        QVERIFY(writeFile(gz, rawDeflate(plain)) && writeFile(unnamed, rawDeflate(plain)) &&
-                writeFile(gzipped, gzipFramed(plain)));
-
-        QCOMPARE(loadIndexFile(gz, QString())->size(), 2);
-        QCOMPARE(loadIndexFile(unnamed, QString())->size(), 2);
-        QCOMPARE(countIndexFile(gz), 2);
-
-        QString error;
-        QVERIFY(!loadIndexFile(gzipped, QString(), &error).has_value());
-        QVERIFY(error.contains(kFailed));
-        QVERIFY(!error.contains(u'\n'));
     }
 };
 
