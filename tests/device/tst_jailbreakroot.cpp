@@ -103,32 +103,13 @@ private Q_SLOTS:
         QCOMPARE(rhDynamicJbrootBases(device.root()), kFixedBases + withPrivate(found));
     }
 
-    void firstExisting_data()
-    {
-        QTest::addColumn<QStringList>("tree");
-        QTest::addColumn<QString>("file"); // "" for none
-        QTest::addColumn<QString>("dir");
-
-        QTest::newRow("nothing") << QStringList() << u""_s << u""_s;
-        QTest::newRow("folder skipped by the file search") << QStringList{"/a/", "/c"} << u"/c"_s << u"/a"_s;
-        QTest::newRow("link to a file is a file") << QStringList{"/t", "/b -> t"} << u"/b"_s << u""_s;
-    }
-
-    void firstExisting()
-    {
-        QFETCH(QStringList, tree);
-        FakeDevice device;
-        QVERIFY(device.build(tree));
-        const QStringList candidates{"/a", "/b", "/c"};
-        QTEST(rhFirstExistingFile(device.root(), candidates).value_or(QString()), "file");
-        QTEST(rhFirstExistingDir(device.root(), candidates).value_or(QString()), "dir");
-    }
-
     void resolveAnswersHostPaths()
     {
         FakeDevice device;
         const QString lists = kAppData + "/.jbroot-0123/var/lib/apt/lists";
-        QVERIFY(device.build({"/var/lib/dpkg/status", "/private/var/jb/var/lib/dpkg/status", lists + "/"}));
+        // A folder is no file, and a link to a file is one.
+        QVERIFY(device.build({"/var/lib/dpkg/status", "/private/var/jb/var/lib/dpkg/saved",
+                              "/private/var/jb/var/lib/dpkg/status -> saved", lists + "/"}));
 
         QCOMPARE(resolveDeviceFile(device.root(), "var/lib/dpkg/status").value_or(QString()),
                  device.hostPath("/private/var/jb/var/lib/dpkg/status"));
