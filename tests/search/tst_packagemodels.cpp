@@ -48,7 +48,6 @@ QStringList names(const PackageList &packages, const std::vector<qsizetype> &row
     return out;
 }
 
-// A list too long to filter within the event, with names that several texts split differently.
 PackageList largePackages(qsizetype count)
 {
     PackageList list;
@@ -72,9 +71,7 @@ class TestPackageModels : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // Each case goes from a selection over pool {a, b} to one over `next`, a pool made of the same
-    // blocks (a, b), those plus a new block c (abc), or fresh copies of them (copy: same packages,
-    // other blocks, as after a reload).
+    // From a selection over blocks {a, b} to one over the same blocks, those plus c, or copies (a reload).
     void newSelection_data()
     {
         QTest::addColumn<QList<qsizetype>>("before");
@@ -86,13 +83,11 @@ private Q_SLOTS:
         QTest::newRow("grown pool, rows added at the end")
             << L{0, 2} << u"abc"_s << L{0, 2, 4, 5} << Change::Insert;
         QTest::newRow("grown pool, same rows") << L{0, 2} << u"abc"_s << L{0, 2} << Change::None;
-        QTest::newRow("same pool, same rows") << L{1} << u"ab"_s << L{1} << Change::None;
         QTest::newRow("narrower") << L{0, 2} << u"abc"_s << L{2} << Change::Reset;
         QTest::newRow("row added in the middle") << L{0, 2} << u"abc"_s << L{0, 1, 2} << Change::Reset;
         QTest::newRow("same numbers over other blocks")
             << L{0, 2} << u"copy"_s << L{0, 2, 3} << Change::Reset;
         QTest::newRow("from nothing, anything is an insert") << L{} << u"copy"_s << L{1, 3} << Change::Insert;
-        QTest::newRow("to nothing") << L{0} << u"ab"_s << L{} << Change::Reset;
     }
 
     void newSelection()
@@ -124,13 +119,11 @@ private Q_SLOTS:
 
         QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
         QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
-        QSignalSpy counts(&model, &PackageListModel::countChanged);
         const PackageSelection selection(nextPool, {after.cbegin(), after.cend()});
         model.setSelection(selection);
 
         QCOMPARE(reset.count(), change == Change::Reset ? 1 : 0);
         QCOMPARE(inserted.count(), change == Change::Insert ? 1 : 0);
-        QCOMPARE(counts.count(), before.size() == after.size() ? 0 : 1);
         if (change == Change::Insert) {
             QCOMPARE(inserted.first().at(1).toInt(), before.size());
             QCOMPARE(inserted.first().at(2).toInt(), after.size() - 1);
@@ -181,7 +174,6 @@ private Q_SLOTS:
         };
         QCOMPARE(value(0, "architecture"), u"arm64e"_s); // raw: the row decides how to show it
         QCOMPARE(value(0, "debURL"), u"https://repo.example/debs/t.deb"_s);
-        QCOMPARE(value(0, "packageId"), pool.at(0).id().toString(QUuid::WithoutBraces));
         // Absent fields are null, not empty, so the row can show "N/A".
         for (const QByteArray name :
              {"identifier", "name", "version", "description", "filename", "architecture"})
@@ -214,9 +206,7 @@ private Q_SLOTS:
         row("upper-case choice keeps only upper-case", {}, u"ARM64E"_s, false, {u"Upper"_s});
         row("All Architectures keeps all, absent too", {}, u"All Architectures"_s, false, all);
         row("lower-case all is an architecture", {}, u"all"_s, false, {});
-        row("empty choice is an architecture", {}, u""_s, false, {});
         row("text and architecture", u"abc"_s, u"arm64"_s, false, {u"Tool"_s});
-        row("installed only", {}, std::nullopt, true, {u"Tool"_s, u"NoArch"_s, u"-"_s});
         row("installed only after the other filters", u"o"_s, u"arm64"_s, true, {u"Tool"_s, u"-"_s});
     }
 
@@ -238,19 +228,8 @@ private Q_SLOTS:
         model.setSelectedArchitectureVariant(architecture ? QVariant(*architecture) : QVariant());
         model.setShowOnlyInstalled(onlyInstalled);
         QCOMPARE(names(packages, model.rows()), expected);
-        QCOMPARE(model.rowCount(), expected.size());
         QCOMPARE(model.title(),
                  (onlyInstalled ? u"Installed (%1)"_s : u"Packages (%1)"_s).arg(expected.size()));
-    }
-
-    void sameCountOtherWordStillChangesTheTitle()
-    {
-        SourcePackagesModel one(u"l"_s, makePackages({{u"com.abc.tool"_s, u"Tool"_s, u"arm64"_s}}),
-                                installedSet);
-        QSignalSpy titles(&one, &SourcePackagesModel::titleChanged);
-        one.setShowOnlyInstalled(true);
-        QCOMPARE(one.title(), u"Installed (1)"_s);
-        QCOMPARE(titles.count(), 1);
     }
 
     // The device answers after the screen is made: an installed-only list must fill in then.
@@ -272,7 +251,6 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("architecture");
         QTest::addColumn<bool>("onlyInstalled");
         QTest::newRow("text") << u"weak 12"_s << QVariant() << false;
-        QTest::newRow("architecture") << QString() << QVariant(u"arm64e"_s) << false;
         QTest::newRow("installed") << u"vendor1"_s << QVariant(u"All Architectures"_s) << true;
     }
 
@@ -298,7 +276,6 @@ private Q_SLOTS:
             onlyInstalled};
         const std::vector<qsizetype> expected = filterSourcePackages(packages, query, installed);
         QTRY_VERIFY(model.rows() == expected);
-        QCOMPARE(model.rowCount(), int(expected.size()));
     }
 
     void lastInputWinsWhenTypingFast()
