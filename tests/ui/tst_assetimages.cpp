@@ -17,7 +17,6 @@ namespace {
 
 const QString kBundleTweaks = QStringLiteral("image://assets/bundle/Tweaks.png");
 
-// More than one colour: a background with something drawn on it.
 bool isDrawn(const QImage &image)
 {
     for (int i = 0; i < image.width() * image.height(); ++i) {
@@ -27,7 +26,6 @@ bool isDrawn(const QImage &image)
     return false;
 }
 
-// Reads `property` of a QML object made from `qml` with `images` as the current assets.
 QString qmlProperty(const AssetImages &images, const QByteArray &qml, const char *property)
 {
     AssetImages::setCurrent(images);
@@ -61,14 +59,11 @@ private Q_SLOTS:
         const QString none;
         const QString chariz = QStringLiteral("image://assets/chariz_icon");
         QTest::newRow("catalogue icon") << none << false << "chariz_icon" << chariz;
-        QTest::newRow("owner handle") << none << false << "ZebraBeta"
-                                      << "image://assets/ZebraBeta";
         QTest::newRow("user source") << none << false << "Repos.png" << kBundleTweaks;
         QTest::newRow("icon missing") << "chariz_icon" << false << "chariz_icon" << kBundleTweaks;
         QTest::newRow("icon and bundle missing") << "chariz_icon" << true << "chariz_icon" << none;
         QTest::newRow("user source, bundle missing") << none << true << "Repos.png" << none;
         QTest::newRow("bundle missing, icon there") << none << true << "chariz_icon" << chariz;
-        QTest::newRow("empty name") << none << false << none << kBundleTweaks;
         // Names are exact: assets are looked up in their own letter case.
         QTest::newRow("other case") << none << false << "Chariz_icon" << kBundleTweaks;
     }
