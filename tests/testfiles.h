@@ -6,11 +6,20 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QString>
+#include <QStringList>
 
 inline QString testData(const QString &relative)
 {
     return QStringLiteral(TALLOWPINE_TEST_DATA "/") + relative;
+}
+
+inline QStringList sorted(const QSet<QString> &set)
+{
+    QStringList list(set.cbegin(), set.cend());
+    list.sort();
+    return list;
 }
 
 // Empty when the file cannot be read.

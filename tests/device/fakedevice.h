@@ -5,8 +5,11 @@
 #include "../testfiles.h"
 #include "device/deviceroot.h"
 
+#include <QDeadlineTimer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
+#include <QtConcurrent>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -29,10 +32,26 @@ public:
     {
         for (const QString &path : m_fifos) {
             const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_NONBLOCK);
-            if (fd >= 0) {
+            if (fd >= 0)
                 ::close(fd);
-            }
         }
+    }
+
+    // Runs the call on a pool thread and gives its result, or nothing when it has not returned in time. A
+    // call stuck on one of the tree's FIFOs is then released, so the test fails instead of hanging.
+    template<typename Call> auto finishesInTime(Call call) const -> std::optional<decltype(call())>
+    {
+        QFuture<decltype(call())> future = QtConcurrent::run(call);
+        const QDeadlineTimer deadline(20000);
+        while (!future.isFinished() && !deadline.hasExpired())
+            QThread::msleep(2);
+        if (future.isFinished())
+            return future.result();
+        while (!future.isFinished()) {
+            releaseFifos();
+            QThread::msleep(10);
+        }
+        return std::nullopt;
     }
 
     // Rows of test data describe trees as "path" (a file), "path/" (a folder), "path -> target" (a link) or

@@ -1,22 +1,16 @@
 // Broken device trees: links that lead nowhere or in circles, folders and FIFOs where files belong, a
-// status file with one enormous block. Each must end quietly in "nothing here" or in the next candidate,
-// and none may leave a thread waiting for ever.
+// status file with one enormous block (broken root folders are in tst_jailbreakroot). Each must end quietly
+// in "nothing here" or in the next candidate, and none may leave a thread waiting for ever.
 #include "device/installedpackages.h"
 #include "device/jailbreakroot.h"
 #include "device/locallists.h"
 #include "fakedevice.h"
 #include "index/indexdownload.h"
 
-#include <QDeadlineTimer>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
-#include <QtConcurrent>
-
-#include <chrono>
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -26,33 +20,6 @@ const QString kExpected = kLists + u"/repo.example_._Packages"_s;
 const QString kOtherList = kLists + u"/repo.example_dists_stable_main_binary-iphoneos-arm64_Packages"_s;
 const QString kStatus = u"/var/jb/var/lib/dpkg/status"_s;
 const QString kPlainStatus = u"/var/lib/dpkg/status"_s;
-
-// Runs the call on a pool thread and gives its result, or nothing when it has not returned in time. A call
-// stuck on one of the tree's FIFOs is then released, so the test fails instead of hanging.
-template<typename Call>
-auto finishesInTime(const FakeDevice &device, Call call) -> std::optional<decltype(call())>
-{
-    QFuture<decltype(call())> future = QtConcurrent::run(call);
-    const QDeadlineTimer deadline(20s);
-    while (!future.isFinished() && !deadline.hasExpired()) {
-        QThread::msleep(2);
-    }
-    if (future.isFinished()) {
-        return future.result();
-    }
-    while (!future.isFinished()) {
-        device.releaseFifos();
-        QThread::msleep(10);
-    }
-    return std::nullopt;
-}
-
-QStringList sorted(const QSet<QString> &set)
-{
-    QStringList list(set.cbegin(), set.cend());
-    list.sort();
-    return list;
-}
 
 QByteArray installed(const char *name, const QByteArray &extra = {})
 {
@@ -79,7 +46,6 @@ private Q_SLOTS:
             << QStringList{kExpected + " -> repo.example_x_Packages",
                            kLists + "/repo.example_x_Packages -> repo.example_._Packages", kOtherList}
             << kOtherList;
-        QTest::newRow("FIFO") << QStringList{kExpected + " |"} << u""_s;
         QTest::newRow("FIFO, another list serves") << QStringList{kExpected + " |", kOtherList} << kOtherList;
         QTest::newRow("folder, another list serves")
             << QStringList{kExpected + "/", kOtherList} << kOtherList;
@@ -98,18 +64,14 @@ private Q_SLOTS:
             QVERIFY(writeFile(target, "Package: good\n"));
         }
 
-        const auto found =
-            finishesInTime(device, [&] { return findLocalPackagesList(device.root(), kLink); });
+        const auto found = device.finishesInTime([&] { return findLocalPackagesList(device.root(), kLink); });
         QVERIFY2(found, "the lookup did not return");
         QCOMPARE(found->value_or(QString()), expected.isEmpty() ? QString() : device.hostPath(expected));
 
         // The whole load, offline: the list is read and parsed, or the source quietly has nothing.
         QTemporaryDir cache;
-        LoadEnvironment environment;
-        environment.cacheRoot = cache.filePath(u"RepoPackages"_s);
-        environment.deviceRoot = device.root();
-        environment.offline = true;
-        const auto loaded = finishesInTime(device, [&] {
+        const LoadEnvironment environment{cache.filePath(u"RepoPackages"_s), device.root(), {}, true};
+        const auto loaded = device.finishesInTime([&] {
             return loadWithoutNetwork(planFetch(kLink, false, environment), environment.deviceRoot, false);
         });
         QVERIFY2(loaded, "the load did not return");
@@ -126,7 +88,6 @@ private Q_SLOTS:
 
         const QByteArray a = installed("a");
         QTest::newRow("no status file") << QStringList() << QByteArray() << false << QStringList();
-        QTest::newRow("folder") << QStringList{kStatus + "/"} << QByteArray() << false << QStringList();
         QTest::newRow("folder in the way, the next candidate serves")
             << QStringList{kStatus + "/"} << a << true << QStringList{"a"};
         QTest::newRow("rootless first") << QStringList{kStatus} << a << true << QStringList();
@@ -139,7 +100,6 @@ private Q_SLOTS:
         QTest::newRow("link loop of two")
             << QStringList{kStatus + " -> other", "/var/jb/var/lib/dpkg/other -> status"} << QByteArray()
             << false << QStringList();
-        QTest::newRow("FIFO") << QStringList{kStatus + " |"} << QByteArray() << false << QStringList();
         // The first candidate that exists decides; one that cannot be read gives nothing, not the next.
         QTest::newRow("FIFO ahead of a status file")
             << QStringList{kStatus + " |"} << a << false << QStringList();
@@ -148,9 +108,8 @@ private Q_SLOTS:
         // 20 MB in one block: one line, many short lines, and with CR LF breaks (the slower reader).
         const QByteArray longLine = "Description: " + QByteArray(20 << 20, 'x') + "\n";
         QByteArray manyLines = "Description: start\n";
-        while (manyLines.size() < (20 << 20)) {
+        while (manyLines.size() < (20 << 20))
             manyLines += " continuation line of a long description, with Package: and Status: inside\n";
-        }
         const QByteArray tail = installed("b") + installed("c");
         QTest::newRow("20 MB line") << QStringList() << installed("a", longLine) + tail << true
                                     << QStringList{"a", "b", "c"};
@@ -167,39 +126,12 @@ private Q_SLOTS:
         QFETCH(QByteArray, content);
         FakeDevice device;
         QVERIFY(device.build(tree));
-        if (!content.isNull()) {
+        if (!content.isNull())
             QVERIFY(device.addFile(tree.isEmpty() ? kStatus : kPlainStatus, content));
-        }
-        const auto result = finishesInTime(device, [&] { return loadInstalledPackages(device.root()); });
+        const auto result = device.finishesInTime([&] { return loadInstalledPackages(device.root()); });
         QVERIFY2(result, "the status load did not return");
         QTEST(result->has_value(), "found");
         QTEST(sorted(result->value_or(QSet<QString>())), "expected");
-    }
-
-    void roots_data()
-    {
-        QTest::addColumn<QStringList>("tree");
-        QTest::addColumn<QStringList>("discovered"); // after the fixed bases
-
-        const QString group = u"/var/mobile/Containers/Shared/AppGroup"_s;
-        const QString apps = u"/var/mobile/Containers/Data/Application"_s;
-        QTest::newRow("containers are files") << QStringList{group, apps} << QStringList();
-        QTest::newRow("dangling and looping roots are skipped")
-            << QStringList{group + "/.jbroot-A -> gone", group + "/.jbroot-B -> .jbroot-B",
-                           apps + "/.jbroot-C/"}
-            << QStringList{apps + "/.jbroot-C", "/private" + apps + "/.jbroot-C"};
-        QTest::newRow("a FIFO is no root") << QStringList{group + "/.jbroot-A |"} << QStringList();
-    }
-
-    void roots()
-    {
-        QFETCH(QStringList, tree);
-        QFETCH(QStringList, discovered);
-        FakeDevice device;
-        QVERIFY(device.build(tree));
-        const auto bases = finishesInTime(device, [&] { return rhDynamicJbrootBases(device.root()); });
-        QVERIFY2(bases, "the root search did not return");
-        QCOMPARE(bases->mid(4), discovered);
     }
 };
 

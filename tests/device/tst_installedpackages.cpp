@@ -15,13 +15,6 @@ QByteArray readFixture(const QString &name)
     return readFile(testData(u"device/"_s + name));
 }
 
-QStringList sorted(const QSet<QString> &set)
-{
-    QStringList list(set.cbegin(), set.cend());
-    list.sort();
-    return list;
-}
-
 } // namespace
 
 class TestInstalledPackages : public QObject

@@ -16,9 +16,8 @@ const QStringList kFixedBases{"/.jbroot", "/private/.jbroot", "/var/jb", "/priva
 QStringList withPrivate(const QStringList &paths)
 {
     QStringList result;
-    for (const QString &path : paths) {
+    for (const QString &path : paths)
         result << path << u"/private"_s + path;
-    }
     return result;
 }
 
@@ -79,7 +78,6 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("tree");
         QTest::addColumn<QStringList>("found");
 
-        QTest::newRow("no containers") << QStringList() << QStringList();
         QTest::newRow("only first-level folders with the exact prefix")
             << QStringList{kAppGroup + "/.jbroot-B/",   kAppGroup + "/.jbroot-A/",
                            kAppGroup + "/.jbroot-file", kAppGroup + "/.JBROOT-UPPER/",
@@ -92,6 +90,11 @@ private Q_SLOTS:
             << QStringList{kAppGroup + "/real/", kAppGroup + "/.jbroot-L -> real",
                            kAppGroup + "/.jbroot-D -> gone"}
             << QStringList{kAppGroup + "/.jbroot-L"};
+        QTest::newRow("containers are files") << QStringList{kAppGroup, kAppData} << QStringList();
+        QTest::newRow("looping roots and FIFOs are skipped")
+            << QStringList{kAppGroup + "/.jbroot-B -> .jbroot-B", kAppGroup + "/.jbroot-F |",
+                           kAppData + "/.jbroot-C/"}
+            << QStringList{kAppData + "/.jbroot-C"};
     }
 
     void discoveredBases()

@@ -80,9 +80,6 @@ private Q_SLOTS:
         QTest::newRow("canonical Procursus list for another address")
             << u"https://mirror.example/apt.procurs.us/"_s << QStringList{kProcursusList, "zzz_Packages"}
             << kProcursusList;
-        QTest::newRow("canonical RootHide Procursus list")
-            << u"https://mirror.example/roothide.github.io/procursus/"_s
-            << QStringList{kRootHideProcursusList} << kRootHideProcursusList;
         QTest::newRow("equal length ties by name, not listing order")
             << x << QStringList{"x.example_b_Packages", "x.example_a_Packages"} << u"x.example_a_Packages"_s;
         QTest::newRow("empty link matches nothing")

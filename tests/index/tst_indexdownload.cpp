@@ -74,14 +74,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("servedBy");
         QTest::addColumn<bool>("keepsGz");
-        QTest::newRow("plain, after a 404 for the .gz") << "plain"
-                                                        << "Packages" << false;
-        QTest::newRow("raw DEFLATE .gz") << "deflate"
-                                         << "Packages.gz" << true;
-        QTest::newRow("gzip-framed .gz is refused and not kept, plain wins") << "gzip"
-                                                                             << "Packages" << false;
-        QTest::newRow("lower-case name") << "lower"
-                                         << "packages" << false;
+        const auto row = [](const char *tag, const char *folder, const char *servedBy, bool keepsGz) {
+            QTest::newRow(tag) << QString::fromLatin1(folder) << QString::fromLatin1(servedBy) << keepsGz;
+        };
+        row("plain, after a 404 for the .gz", "plain", "Packages", false);
+        row("raw DEFLATE .gz", "deflate", "Packages.gz", true);
+        row("gzip-framed .gz is refused and not kept, plain wins", "gzip", "Packages", false);
+        row("lower-case name", "lower", "packages", false);
     }
     void nginxServesEachLayout()
     {
@@ -109,8 +108,7 @@ private Q_SLOTS:
         QCOMPARE(second.packages.size(), 3);
         QVERIFY(first.packages.at(0).id() != second.packages.at(0).id());
 
-        const LoadResult forced = load(link, true);
-        QCOMPARE(forced.servedFrom, ServedFrom::Network);
+        QCOMPARE(load(link, true).servedFrom, ServedFrom::Network);
     }
 
     void validatorsGoWithEveryCandidateUnlessForced()

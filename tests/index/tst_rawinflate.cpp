@@ -46,12 +46,8 @@ private Q_SLOTS:
         QTest::newRow("cut at the first capacity") << rawDeflate(big) << 0 << big.left(65536) << QString();
         QTest::newRow("stream then trailing bytes")
             << rawDeflate(small) + "trailer" << 0 << small << QString();
-        QTest::newRow("empty input") << QByteArray() << -1 << QByteArray() << QString();
-        QTest::newRow("gzip framing") << gzipFramed(small) << -2 << QByteArray() << kFailed;
-        QTest::newRow("zlib framing") << deflateWithWindowBits(small, 15) << -2 << QByteArray() << kFailed;
         QTest::newRow("stream cut short") << rawDeflate(small).chopped(10) << -2 << QByteArray() << kFailed;
         QTest::newRow("stream of nothing") << rawDeflate(QByteArray()) << -2 << QByteArray() << kFailed;
-        QTest::newRow("plain text") << small << -2 << QByteArray() << kFailed;
     }
 
     void inflate()
@@ -64,7 +60,6 @@ private Q_SLOTS:
         const InflateResult result = inflateRaw(input);
         if (code == 0) {
             QVERIFY2(!result.error, qPrintable(result.error ? result.error->message() : QString()));
-            QCOMPARE(result.data.size(), output.size());
             QCOMPARE(result.data, output);
         } else {
             QVERIFY(result.error.has_value());
@@ -79,15 +74,10 @@ private Q_SLOTS:
     // 0x1f: whatever follows, the decoder refuses it.
     void aFirstByteOf0x1fNeverDecodes()
     {
-        QRandomGenerator random(7);
-        for (int i = 0; i < 200; ++i) {
-            QByteArray input(1 + int(random.bounded(4096)), Qt::Uninitialized);
-            for (char &byte : input)
-                byte = char(random.generate() & 0xff);
-            input[0] = char(0x1f);
-            QVERIFY(inflateRaw(input).error);
-        }
-        QVERIFY(inflateRaw(gzipFramed(QByteArray(1000, 'a'))).error);
+        QByteArray input(4096, Qt::Uninitialized);
+        QRandomGenerator(7).fillRange(reinterpret_cast<quint32 *>(input.data()), input.size() / 4);
+        for (qsizetype size = 1; size <= input.size(); size += 21)
+            QVERIFY(inflateRaw(input.left(size).replace(0, 1, "\x1f")).error);
         const QUrl gz(QStringLiteral("https://r.example/Packages.gz"));
         const QUrl plain(QStringLiteral("https://r.example/Packages"));
         QVERIFY(cannotDecode(gz, {}, "\x1f\x8b"));

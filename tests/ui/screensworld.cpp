@@ -11,14 +11,13 @@ namespace {
 QByteArray packagesOf(const QString &prefix, int count)
 {
     static const char *const arches[] = {"iphoneos-arm", "iphoneos-arm64", "iphoneos-arm64e"};
+    const QByteArray p = prefix.toUtf8();
     QByteArray text;
     for (int i = 0; i < count; ++i) {
-        text += "Package: com." + prefix.toUtf8() + ".tweak" + QByteArray::number(i) + "\n";
-        text += "Name: " + prefix.toUtf8() + " Tweak " + QByteArray::number(i) + "\n";
-        text += "Version: 1." + QByteArray::number(i) + "\n";
-        text += QByteArray("Architecture: ") + arches[i % 3] + "\n";
-        text += "Description: Tweak number " + QByteArray::number(i) + "\n";
-        text += "Filename: ./debs/com." + prefix.toUtf8() + ".tweak" + QByteArray::number(i) + ".deb\n\n";
+        const QByteArray n = QByteArray::number(i);
+        text += "Package: com." + p + ".tweak" + n + "\nName: " + p + " Tweak " + n + "\nVersion: 1." + n +
+                "\nArchitecture: " + arches[i % 3] + "\nDescription: Tweak number " + n +
+                "\nFilename: ./debs/com." + p + ".tweak" + n + ".deb\n\n";
     }
     return text;
 }
@@ -37,8 +36,9 @@ ScreensWorld::ScreensWorld(QObject *parent)
 void ScreensWorld::install()
 {
     const QString cacheRoot = cacheRootIn(m_platform.dir.path());
-    (void)writeFile(localCandidates(cacheRoot, m_links.at(0)).plain, packagesOf(QStringLiteral("alpha"), 30));
-    (void)writeFile(localCandidates(cacheRoot, m_links.at(1)).plain, packagesOf(QStringLiteral("beta"), 12));
+    for (const auto &[i, prefix, count] : {std::tuple{0, "alpha", 30}, std::tuple{1, "beta", 12}})
+        (void)writeFile(localCandidates(cacheRoot, m_links.at(i)).plain,
+                        packagesOf(QString::fromLatin1(prefix), count));
     const QString device = m_platform.dir.filePath(QStringLiteral("device/var/jb/var/lib/"));
     (void)writeFile(device + QStringLiteral("apt/lists/gamma.repo.test_._Packages"),
                     packagesOf(QStringLiteral("gamma"), 5));
@@ -48,7 +48,8 @@ void ScreensWorld::install()
                     "Package: com.beta.tweak1\nStatus: install ok installed\nVersion: 1.1\n");
 
     QList<RepoSource> catalogue;
-    const QStringList names{QStringLiteral("Alpha Repo"), QStringLiteral("Beta Repo"), QStringLiteral("Gamma Repo"),
+    const QStringList names{QStringLiteral("Alpha Repo"), QStringLiteral("Beta Repo"),
+                            QStringLiteral("Gamma Repo"),
                             QStringLiteral("\u0633\u0648\u0631\u0633 \u062f\u0644\u062a\u0627")};
     for (qsizetype i = 0; i < m_links.size(); ++i) {
         const QString name = i < names.size() ? names.at(i) : QStringLiteral("Filler %1").arg(i);

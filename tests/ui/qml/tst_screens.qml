@@ -41,12 +41,8 @@ Item {
             verify(item.visible && item.enabled, item.objectName + " is not clickable")
             mouseClick(item)
         }
-        function last(list) {
-            return list[list.length - 1]
-        }
-        function segment(pickerName, index) {
-            return find("segment" + index, find(pickerName))
-        }
+        function last(list) { return list[list.length - 1] }
+        function segment(pickerName, index) { return find("segment" + index, find(pickerName)) }
         function rowFor(link) {
             const list = find("sourceList")
             for (let i = 0; i < list.count; ++i) {
@@ -58,31 +54,35 @@ Item {
             fail("no row for " + link)
         }
         // The packages button forces a load; the screen opens once it has answered.
+        function settle(depth) {
+            tryCompare(screen.stack, "depth", depth, 5000)
+            tryCompare(screen.stack, "busy", false)
+        }
         function openSource(link) {
             click(find("showPackages", rowFor(link)))
-            tryCompare(screen.stack, "depth", 2, 5000)
-            tryCompare(screen.stack, "busy", false)
+            settle(2)
             // The screen's model must outlive a collection while the screen shows it.
             gc()
             verify(screen.stack.currentItem.packagesModel)
             return screen.stack.currentItem
         }
-        function closeAlert(expected) {
-            tryCompare(screen.alert, "opened", true)
+        // The main screen's alert, or the packages screen's copy notice when given.
+        function closeAlert(expected, notice) {
+            const alert = notice || screen.alert
+            tryCompare(alert, "opened", true)
             if (expected !== undefined)
-                compare(screen.alert.message, expected)
-            compare(screen.alert.title, "تنبيه")
-            click(find("alertOk", screen.alert.contentItem))
-            tryCompare(screen.viewModel, "showAlert", false)
-            tryCompare(screen.alert, "visible", false)
+                compare(alert.message, expected)
+            compare(alert.title, notice ? "تم النسخ" : "تنبيه")
+            click(find("alertOk", alert.contentItem))
+            if (!notice)
+                tryCompare(screen.viewModel, "showAlert", false)
+            tryCompare(alert, "visible", false)
         }
         function openAddSheet() {
             click(find("addButton"))
             tryCompare(screen.addSheet, "opened", true)
         }
-        function addSheetItem(name) {
-            return find(name, screen.addSheet.contentItem)
-        }
+        function addSheetItem(name) { return find(name, screen.addSheet.contentItem) }
         function submitAddSheet(text) {
             addSheetItem("sourceLinkField").text = text
             click(addSheetItem("addSourceButton"))
@@ -93,10 +93,9 @@ Item {
         function verifyNotBlank(item) {
             const image = grabImage(item)
             const seen = new Set()
-            for (let y = 4; y < image.height; y += 23) {
+            for (let y = 4; y < image.height; y += 23)
                 for (let x = 3; x < image.width; x += 17)
                     seen.add(String(image.pixel(x, y)))
-            }
             verify(seen.size > 12, "only " + seen.size + " colours drawn")
         }
 
@@ -241,8 +240,7 @@ Item {
             tryCompare(title, "text", "Packages (30)", 3000)
 
             click(find("backButton", page))
-            tryCompare(screen.stack, "depth", 1)
-            tryCompare(screen.stack, "busy", false)
+            settle(1)
             compare(list.indexAt(40, list.contentY + 200), topRow)
         }
 
@@ -251,7 +249,7 @@ Item {
             tryCompare(find("screenTitle", page), "text", "Packages (0)")
             verify(find("emptyHint", page).visible)
             keyClick(Qt.Key_Escape)
-            tryCompare(screen.stack, "depth", 1)
+            settle(1)
         }
 
         function test_mainSearchNarrowsTheSourcesButNotTheTotal() {
@@ -286,12 +284,7 @@ Item {
 
             click(find("copyDebLink", row))
             compare(last(TestWorld.clipboardTexts), deb)
-            const copyAlert = find("copyAlert", rows)
-            tryCompare(copyAlert, "opened", true)
-            compare(copyAlert.title, "تم النسخ")
-            compare(copyAlert.message, "تم نسخ رابط الحزمة إلى الحافظة\nPackage deb link copied.")
-            click(find("alertOk", copyAlert.contentItem))
-            tryCompare(copyAlert, "visible", false)
+            closeAlert("تم نسخ رابط الحزمة إلى الحافظة\nPackage deb link copied.", find("copyAlert", rows))
 
             click(find("downloadDeb", row))
             compare(last(TestWorld.openedUrls), deb)
