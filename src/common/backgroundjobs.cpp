@@ -1,7 +1,5 @@
 #include "common/backgroundjobs.h"
 
-#include <QElapsedTimer>
-#include <QPointer>
 #include <QRunnable>
 #include <QThread>
 
@@ -48,6 +46,7 @@ private:
 
 BackgroundJobs::BackgroundJobs(QObject *parent)
     : QObject(parent)
+    , m_finished(new CompletionQueue(this))
     , m_runner(std::make_unique<Runner>(*this))
 {
     m_pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
@@ -91,41 +90,6 @@ void BackgroundJobs::runOne()
     work = nullptr;
 
     const std::lock_guard lock(m_mutex);
-    if (!completion || m_stopping)
-        return;
-    m_finished.push_back(std::move(completion));
-    // Posted under the lock, so it cannot race with this object's end.
-    if (!std::exchange(m_deliveryPosted, true))
-        QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
-}
-
-void BackgroundJobs::deliver()
-{
-    // Completions run in slices of a couple of milliseconds: a hundred results landing together
-    // must not hold up the screen while they are published.
-    constexpr qint64 kSliceNanoseconds = 2'000'000;
-    QElapsedTimer slice;
-    slice.start();
-    const QPointer<BackgroundJobs> alive(this);
-    for (;;) {
-        Completion completion;
-        {
-            const std::lock_guard lock(m_mutex);
-            if (m_finished.empty()) {
-                m_deliveryPosted = false;
-                return;
-            }
-            if (slice.nsecsElapsed() > kSliceNanoseconds) {
-                // The rest in a later turn of the event loop, after whatever else waits there.
-                QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
-                return;
-            }
-            completion = std::move(m_finished.front());
-            m_finished.pop_front();
-        }
-        completion();
-        // A completion may end its owner, and this object with it.
-        if (!alive)
-            return;
-    }
+    if (completion && !m_stopping)
+        m_finished->post(std::move(completion));
 }

@@ -1,254 +1,43 @@
 #include "index/sourceloader.h"
 
-#include "index/indexlog.h"
+#include "common/completionqueue.h"
+#include "index/indexfetcher.h"
 
-#include <QHostAddress>
-#include <QHostInfo>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QTimer>
-
-#include <algorithm>
-
-namespace {
-
-// How much of a body is copied out of the reply per turn of the event loop: well under a
-// millisecond's work.
-constexpr qint64 kReadPieceBytes = qint64(512) * 1024;
-// How much Qt may hold for us before its network thread stops reading from the socket: a body
-// that never ends must not pile up in memory faster than it is read and counted.
-constexpr qint64 kReadBufferBytes = qint64(8) * 1024 * 1024;
-
-QNetworkRequest indexRequest(const QUrl &url, const std::optional<RepoMeta> &validators,
-                             const DownloadTimeouts &timeouts)
-{
-    QNetworkRequest request(url);
-    // No shared cache, cookies or credentials between loads: only our own validators decide.
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
-    // One request per connection: whatever a server sends after its answer dies with the connection
-    // and can never be read as the answer to the next request.
-    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    request.setRawHeader("Connection", "close");
-    request.setTransferTimeout(timeouts.requestMilliseconds);
-    request.setMaximumRedirectsAllowed(16);
-    if (validators) {
-        if (validators->etag)
-            request.setRawHeader("If-None-Match", validators->etag->toUtf8());
-        if (validators->lastModified)
-            request.setRawHeader("If-Modified-Since", validators->lastModified->toUtf8());
-    }
-    return request;
-}
-
-} // namespace
-
-// One source's load while it runs. Touched by one side at a time: the main thread while a request is
-// in flight, a worker while a job for it runs; each job hand-off orders the two.
-struct SourceLoader::Load
-{
-    quint64 ticket = 0;
-    FetchPlan plan;
-    qsizetype next = 0; // the candidate to try next
-    QUrl current;       // the candidate in flight
-    // The request in flight.
-    QNetworkReply *reply = nullptr; // null once its answer is settled
-    QList<QByteArray> chunks;
-    qint64 received = 0;
-    const char *failure = nullptr; // why it was given up before its end
-    bool drainPosted = false;      // a read of the next piece is queued
-};
+#include <QThread>
 
 SourceLoader::SourceLoader(LoadEnvironment environment, QObject *parent)
     : QObject(parent)
-    , m_environment(std::move(environment))
-    , m_network(new QNetworkAccessManager(this))
-    , m_jobs(new BackgroundJobs(this))
+    , m_results(new CompletionQueue(this))
+    , m_networkThread(new QThread(this))
 {
-    m_network->setAutoDeleteReplies(false);
+    // Reply bookkeeping and socket work are many small events: on a thread of their own they never
+    // wait behind drawing, and drawing never waits behind them.
+    m_networkThread->setObjectName(QStringLiteral("index network"));
+    m_fetcher = new IndexFetcher(
+        std::move(environment), m_results,
+        [this](quint64 ticket, const QString &link, const std::shared_ptr<const LoadResult> &result) {
+            finish(ticket, link, result);
+        });
+    m_fetcher->moveToThread(m_networkThread);
+    // Deleted on its own thread as that thread ends, before wait() below returns.
+    connect(m_networkThread, &QThread::finished, m_fetcher, &QObject::deleteLater);
+    m_networkThread->start();
 }
 
 SourceLoader::~SourceLoader()
 {
-    for (QNetworkReply *reply : m_network->findChildren<QNetworkReply *>()) {
-        reply->disconnect(this);
-        reply->abort();
-    }
-    delete m_jobs;
-    m_jobs = nullptr;
+    m_networkThread->quit();
+    m_networkThread->wait();
+    m_fetcher = nullptr;
 }
 
 void SourceLoader::load(const QString &link, bool force, std::function<void(const LoadResult &)> done)
 {
-    // `done` stays on this thread; only values travel to the workers and back.
+    // `done` stays on this thread; only values travel to the network thread and back.
     const quint64 ticket = ++m_nextTicket;
     m_pending.emplace(ticket, std::move(done));
-    m_jobs->start([this, ticket, link, force, environment = m_environment]() -> BackgroundJobs::Completion {
-        auto load = std::make_shared<Load>();
-        load->ticket = ticket;
-        load->plan = planFetch(link, force, environment);
-        if (load->plan.candidates.isEmpty()) {
-            auto result = std::make_shared<const LoadResult>(
-                loadWithoutNetwork(load->plan, environment.deviceRoot, false));
-            return [this, load, result] { finish(load->ticket, load->plan.link, result); };
-        }
-        return [this, load] { lookUpHost(load); };
-    });
-}
-
-void SourceLoader::lookUpHost(const std::shared_ptr<Load> &load)
-{
-    // Every candidate is on the same host, so one lookup settles them all. It is made here rather
-    // than left to the network manager because Qt 6.4's HTTP connection can lose a request whose
-    // host lookup fails ("could not de-queue request, failed to report HostNotFoundError"): such a
-    // request never finishes and holds its source until the time-out. A host that cannot be
-    // looked up now ends its source's network step at once.
-    const QString host = load->plan.candidates.constFirst().host();
-    if (!QHostAddress(host).isNull()) {
-        tryNextCandidate(load);
-        return;
-    }
-    QHostInfo::lookupHost(host, this, [this, load](const QHostInfo &info) {
-        if (info.error() != QHostInfo::NoError || info.addresses().isEmpty()) {
-            qCDebug(lcIndex) << info.hostName() << "cannot be looked up:" << info.errorString();
-            endWithoutNetwork(load, false);
-            return;
-        }
-        tryNextCandidate(load);
-    });
-}
-
-void SourceLoader::tryNextCandidate(const std::shared_ptr<Load> &load)
-{
-    if (load->next >= load->plan.candidates.size()) {
-        endWithoutNetwork(load, false);
-        return;
-    }
-    const QUrl url = load->plan.candidates.at(load->next++);
-    const DownloadTimeouts &timeouts = m_environment.timeouts;
-    load->current = url;
-    load->chunks.clear();
-    load->received = 0;
-    load->failure = nullptr;
-    load->drainPosted = false;
-
-    QNetworkReply *reply = m_network->get(indexRequest(url, load->plan.validators, timeouts));
-    load->reply = reply;
-    reply->setReadBufferSize(kReadBufferBytes);
-    // The transfer time-out only catches a transfer that stops moving; this one ends a request that
-    // takes too long as a whole, however steadily it drips.
-    auto *deadline = new QTimer(reply);
-    deadline->setSingleShot(true);
-    connect(deadline, &QTimer::timeout, this, [this, load, reply] { giveUp(load, reply, "took too long"); });
-    deadline->start(std::min(timeouts.requestMilliseconds, timeouts.waitMilliseconds));
-    connect(reply, &QNetworkReply::metaDataChanged, this, [this, load, reply] {
-        const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
-        if (length.isValid() && length.toLongLong() > kMaxIndexBodyBytes)
-            giveUp(load, reply, "too large");
-    });
-    connect(reply, &QIODevice::readyRead, this, [this, load, reply] { drain(load, reply); });
-    connect(reply, &QNetworkReply::finished, this, [this, load, reply] { drain(load, reply); });
-}
-
-void SourceLoader::drain(const std::shared_ptr<Load> &load, QNetworkReply *reply)
-{
-    if (load->reply != reply || load->drainPosted)
-        return;
-    // One piece per turn of the event loop: a body that piled up while this thread was busy is
-    // copied out a little at a time, never in one long pause.
-    const qint64 available = std::min(reply->bytesAvailable(), kReadPieceBytes);
-    if (available > 0) {
-        if (load->received + available > kMaxIndexBodyBytes) {
-            giveUp(load, reply, "too large");
-            return;
-        }
-        const bool first = load->received < 2;
-        load->received += available;
-        load->chunks.append(reply->read(available));
-        // Most repositories serve a gzip "Packages.gz" beside the plain index: it is refused after
-        // its first two bytes rather than downloaded whole for nothing.
-        if (first && load->received >= 2) {
-            const QByteArray start = load->chunks.size() == 1
-                                         ? load->chunks.constFirst().first(2)
-                                         : (load->chunks.at(0) + load->chunks.at(1)).first(2);
-            if (cannotDecode(load->current, reply->rawHeader("Content-Encoding"), start)) {
-                giveUp(load, reply, "cannot decode");
-                return;
-            }
-        }
-    }
-    if (reply->bytesAvailable() > 0) {
-        load->drainPosted = true;
-        QMetaObject::invokeMethod(
-            reply,
-            [this, load, reply] {
-                load->drainPosted = false;
-                drain(load, reply);
-            },
-            Qt::QueuedConnection);
-        return;
-    }
-    if (reply->isFinished())
-        complete(load, reply);
-}
-
-void SourceLoader::giveUp(const std::shared_ptr<Load> &load, QNetworkReply *reply, const char *why)
-{
-    if (load->reply != reply)
-        return;
-    load->failure = why;
-    reply->disconnect(this);
-    reply->abort();
-    complete(load, reply);
-}
-
-void SourceLoader::complete(const std::shared_ptr<Load> &load, QNetworkReply *reply)
-{
-    if (load->reply != reply)
-        return;
-    load->reply = nullptr;
-    reply->disconnect(this);
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const QNetworkReply::NetworkError error = reply->error();
-    qCDebug(lcIndex) << load->current.toString() << "->" << status.toInt() << reply->errorString()
-                     << (load->failure ? load->failure : "");
-    IndexResponse response{load->current, std::exchange(load->chunks, {}), reply->rawHeader("ETag"),
-                           reply->rawHeader("Last-Modified"), reply->rawHeader("Content-Encoding")};
-    reply->deleteLater();
-
-    const bool answered = status.isValid() && !load->failure;
-    if (answered && status.toInt() == 304) {
-        endWithoutNetwork(load, true);
-        return;
-    }
-    // A transport error after the headers (a reset mid-body, a short body) leaves a body that is not
-    // the whole index.
-    const bool whole =
-        answered && status.toInt() == 200 && error == QNetworkReply::NoError && load->received > 0;
-    if (!whole) {
-        if (load->received > kReadPieceBytes) // let a big unused body go on a worker
-            m_jobs->start([unused = std::move(response)] { return BackgroundJobs::Completion(); });
-        tryNextCandidate(load);
-        return;
-    }
-    m_jobs->start([this, load, response = std::move(response)]() mutable -> BackgroundJobs::Completion {
-        std::optional<LoadResult> accepted = acceptIndexResponse(load->plan, std::move(response));
-        if (!accepted)
-            return [this, load] { tryNextCandidate(load); };
-        auto result = std::make_shared<const LoadResult>(std::move(*accepted));
-        return [this, load, result] { finish(load->ticket, load->plan.link, result); };
-    });
-}
-
-void SourceLoader::endWithoutNetwork(const std::shared_ptr<Load> &load, bool notModified)
-{
-    m_jobs->start([this, load, notModified, root = m_environment.deviceRoot]() -> BackgroundJobs::Completion {
-        auto result = std::make_shared<const LoadResult>(loadWithoutNetwork(load->plan, root, notModified));
-        return [this, load, result] { finish(load->ticket, load->plan.link, result); };
-    });
+    IndexFetcher *fetcher = m_fetcher;
+    m_fetcher->inbox()->post([fetcher, ticket, link, force] { fetcher->fetch(ticket, link, force); });
 }
 
 void SourceLoader::finish(quint64 ticket, const QString &link,

@@ -1,0 +1,55 @@
+#include "common/completionqueue.h"
+
+#include <QElapsedTimer>
+#include <QPointer>
+
+CompletionQueue::CompletionQueue(QObject *parent)
+    : QObject(parent)
+{}
+
+CompletionQueue::~CompletionQueue()
+{
+    // Orders the last post before what is freed here, in a way ThreadSanitizer can see.
+    const std::lock_guard lock(m_mutex);
+    m_queued.clear();
+}
+
+void CompletionQueue::post(Completion completion)
+{
+    const std::lock_guard lock(m_mutex);
+    m_queued.push_back(std::move(completion));
+    // Posted under the lock, so it cannot race with the owner's end of a delivery.
+    if (!std::exchange(m_deliveryPosted, true))
+        QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
+}
+
+void CompletionQueue::deliver()
+{
+    // A hundred results landing together must not hold up the owner's thread (the one that draws
+    // the screen, for the main queue) while they run.
+    constexpr qint64 kSliceNanoseconds = 2'000'000;
+    QElapsedTimer slice;
+    slice.start();
+    const QPointer<CompletionQueue> alive(this);
+    for (;;) {
+        Completion completion;
+        {
+            const std::lock_guard lock(m_mutex);
+            if (m_queued.empty()) {
+                m_deliveryPosted = false;
+                return;
+            }
+            if (slice.nsecsElapsed() > kSliceNanoseconds) {
+                // The rest in a later turn of the event loop, after whatever else waits there.
+                QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
+                return;
+            }
+            completion = std::move(m_queued.front());
+            m_queued.pop_front();
+        }
+        completion();
+        // A completion may end its owner, and this queue with it.
+        if (!alive)
+            return;
+    }
+}
