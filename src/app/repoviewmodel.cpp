@@ -39,6 +39,9 @@ RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> s
 {
     loadSources();
     loadFavorites();
+    // The start-up write of the merged source list lands now, while nothing is drawn yet, rather than
+    // on the first turn of the event loop in the middle of the first load.
+    m_platform.settings->sync();
     setupFilteredPackages(std::move(searchTimer));
     loadInstalledPackages();
 }
@@ -525,7 +528,7 @@ void RepoViewModel::setLoading(const QString &link, bool loading)
         m_loadingLinks.insert(link);
     else
         m_loadingLinks.remove(link);
-    m_sourceModel->setLoadingLinks(m_loadingLinks);
+    m_sourceModel->setLinkLoading(link, loading);
     Q_EMIT loadingLinksChanged();
 }
 

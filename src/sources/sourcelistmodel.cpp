@@ -83,17 +83,17 @@ void SourceListModel::update(const QList<RepoSource> &sources, const QSet<QStrin
         Q_EMIT dataChanged(index(row), index(row), roles);
 }
 
-void SourceListModel::setLoadingLinks(const QSet<QString> &loading)
+void SourceListModel::setLinkLoading(const QString &link, bool loading)
 {
-    if (m_loading == loading)
+    // One link at a time, with no hashing of the other rows: a load of every source turns each
+    // one on and off, and the work per change must not grow with the number of sources.
+    const bool changed = loading ? !m_loading.contains(link) : m_loading.remove(link);
+    if (!changed)
         return;
-    QList<int> changedRows;
+    if (loading)
+        m_loading.insert(link);
     for (int row = 0; row < m_sources.size(); ++row) {
-        const QString &link = m_sources.at(row).link;
-        if (loading.contains(link) != m_loading.contains(link))
-            changedRows.append(row);
+        if (m_sources.at(row).link == link)
+            Q_EMIT dataChanged(index(row), index(row), {IsLoadingRole});
     }
-    m_loading = loading;
-    for (const int row : changedRows)
-        Q_EMIT dataChanged(index(row), index(row), {IsLoadingRole});
 }

@@ -35,7 +35,7 @@ public:
     void update(const QList<RepoSource> &sources, const QSet<QString> &favorites,
                 const QSet<QString> &selected);
     // Touches only the rows whose source started or stopped loading, and only their loading role.
-    void setLoadingLinks(const QSet<QString> &loading);
+    void setLinkLoading(const QString &link, bool loading);
 
     [[nodiscard]] const QList<RepoSource> &sources() const { return m_sources; }
 

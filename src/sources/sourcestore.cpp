@@ -27,7 +27,7 @@ QList<RepoSource> SourceStore::loadSources(const QList<RepoSource> &catalogue)
 
 void SourceStore::saveSources(const QList<RepoSource> &sources)
 {
-    m_settings.setValue(sourcesKey, encodeSourceList(sources));
+    write(sourcesKey, encodeSourceList(sources));
 }
 
 std::optional<QSet<QString>> SourceStore::loadFavorites()
@@ -67,7 +67,16 @@ void SourceStore::saveFavorites(const QSet<QString> &links)
     QStringList list(links.cbegin(), links.cend());
     // Sorted only so the stored file does not churn between runs; the order means nothing.
     list.sort();
-    m_settings.setValue(favoriteSourcesKey, list);
+    write(favoriteSourcesKey, list);
+}
+
+void SourceStore::write(const QString &key, const QVariant &value)
+{
+    // Any write makes the settings file be rewritten (and flushed to disk) on the next turn of the
+    // event loop; the same value again is not worth that pause.
+    if (m_settings.value(key) == value)
+        return;
+    m_settings.setValue(key, value);
 }
 
 void SourceStore::setAside(const QString &key, const QVariant &value)

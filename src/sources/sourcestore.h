@@ -33,6 +33,7 @@ public:
     void saveFavorites(const QSet<QString> &links);
 
 private:
+    void write(const QString &key, const QVariant &value);
     void setAside(const QString &key, const QVariant &value);
 
     QSettings &m_settings;

@@ -322,10 +322,13 @@ private Q_SLOTS:
         QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
         const int loading = SourceListModel::IsLoadingRole;
 
-        model.setLoadingLinks({sources.at(1).link});
+        model.setLinkLoading(sources.at(1).link, true);
         // Another source starts while the first goes on: only the new one's row changes.
-        model.setLoadingLinks({sources.at(1).link, sources.at(2).link, u"https://not.listed/"_s});
-        model.setLoadingLinks({sources.at(2).link});
+        model.setLinkLoading(sources.at(2).link, true);
+        model.setLinkLoading(u"https://not.listed/"_s, true);
+        model.setLinkLoading(sources.at(2).link, true);
+        model.setLinkLoading(sources.at(1).link, false);
+        model.setLinkLoading(sources.at(1).link, false);
         QCOMPARE(changes(changed), (Changes{{1, 1, {loading}}, {2, 2, {loading}}, {1, 1, {loading}}}));
         changed.clear();
 
