@@ -3,6 +3,7 @@
 #include "sources/sourceediting.h"
 #include "sources/sourcelinks.h"
 
+#include <QHash>
 #include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
@@ -109,7 +110,10 @@ void finishStanza(const Stanza &stanza, SourceListParse &out)
     if (stanza.fields.isEmpty())
         return;
     const auto field = [&](const char *name) { return stanza.fields.value(QString::fromLatin1(name)); };
-    if (field("enabled").value.compare(QLatin1String("no"), Qt::CaseInsensitive) == 0)
+    // apt reads the flag as a boolean, so each of its spellings of "no" turns the stanza off.
+    static const QStringList off{QStringLiteral("no"), QStringLiteral("false"), QStringLiteral("off"),
+                                 QStringLiteral("without"), QStringLiteral("disable")};
+    if (off.contains(field("enabled").value, Qt::CaseInsensitive))
         return;
     const auto refuse = [&](const QString &reason) {
         out.invalid.append({stanza.line, stanza.firstLine, reason});

@@ -114,16 +114,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("uri");
         QTest::addColumn<QString>("suite");
         QTest::addColumn<QString>("link");
-        QTest::newRow("flat, no slash on the URI")
-            << u"https://a.example"_s << u"./"_s << u"https://a.example/"_s;
         QTest::newRow("exact path below the URI")
             << u"https://a.example/x/"_s << u"./y/"_s << u"https://a.example/x/y/"_s;
         QTest::newRow("root as the path") << u"https://a.example/"_s << u"/"_s << u"https://a.example/"_s;
-        QTest::newRow("dists suite") << u"https://a.example/apt"_s << u"stable"_s
-                                     << u"https://a.example/apt/"_s;
         QTest::newRow("dists suite with a variable")
             << u"https://a.example/"_s << u"$(ARCH)"_s << u"https://a.example/"_s;
-        QTest::newRow("exact path with a variable") << u"https://a.example/"_s << u"$(ARCH)/"_s << QString();
     }
     void aptEntryLinks()
     {
