@@ -2,82 +2,207 @@
 
 #include "app/sharedoptions.h"
 
-#include <QHash>
-
 #include <functional>
 
 namespace {
 
-const QString usage =
-    QStringLiteral("usage: tallowpine-cli [options] <command>\n"
-                   "\n"
-                   "commands:\n"
-                   "  sources [--json]       list the sources as the app loads them\n"
-                   "  sources add LINK       add a source\n"
-                   "  sources remove LINK    remove a source you added\n"
-                   "  parse FILE [--source LINK] [--count | --json]\n"
-                   "                         records of a Packages file (raw DEFLATE or text)\n"
-                   "  installed [--root DIR] installed package identifiers, sorted, one a line\n"
-                   "  lists [--root DIR] LINK  the package manager's list file that would serve LINK\n"
-                   "  load [--json] [--force]  load every source as the app does; how each was served\n"
-                   "  search TEXT [--arch A] [--json]\n"
-                   "                         the packages the app's search keeps, after loading\n"
-                   "\n"
-                   "options shared by every command:\n"
-                   "  --settings FILE        use this INI file as the settings store\n"
-                   "  --data-dir DIR         keep the index cache (RepoPackages) in DIR\n"
-                   "  --root DIR             treat DIR as the device's root folder\n"
-                   "  --ca-file FILE         also trust the certificate authorities in FILE\n");
-
 using Command = std::function<int(const CliContext &)>;
 
-const QHash<QString, Command> &commands()
+struct Usage
 {
-    static const QHash<QString, Command> table{
-        {QStringLiteral("sources"), sourcesCommand},     {QStringLiteral("parse"), parseCommand},
-        {QStringLiteral("installed"), installedCommand}, {QStringLiteral("lists"), listsCommand},
-        {QStringLiteral("load"), loadCommand},           {QStringLiteral("search"), searchCommand},
+    const char *synopsis;
+    const char *summary;
+};
+
+struct CommandSpec
+{
+    const char *name;
+    Command run;
+    QList<Usage> usages;
+    // The command's own options, shown in its help; every command also takes the shared ones.
+    QStringList options;
+};
+
+QCommandLineOption valued(const char *name, const char *help, const char *value)
+{
+    return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help),
+                              QString::fromLatin1(value));
+}
+
+QCommandLineOption flag(const char *name, const char *help)
+{
+    return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help));
+}
+
+const QList<QCommandLineOption> &commandOptions()
+{
+    static const QList<QCommandLineOption> options{
+        valued("source", "Source link the records belong to.", "link"),
+        valued("arch", "Only packages of this architecture.", "arch"),
+        flag("json", "Print JSON."),
+        flag("count", "Print only the number of records."),
+        flag("force", "Ignore cached validators."),
+        valued("limit", "Print at most this many packages.", "n"),
+        flag("installed", "Only packages that dpkg lists as installed."),
+        valued("format", "list (APT one-line), sources (deb822) or links; list when not given.", "format"),
+        flag("selected", "Only the sources you added, without the built-in catalogue."),
+        QCommandLineOption({QStringLiteral("h"), QStringLiteral("help")},
+                           QStringLiteral("Show help; after a command, that command's help.")),
+    };
+    return options;
+}
+
+const QList<CommandSpec> &commands()
+{
+    static const QList<CommandSpec> table{
+        {"sources",
+         sourcesCommand,
+         {{"sources [--json]", "list the sources as the app loads them"},
+          {"sources add LINK", "add a source"},
+          {"sources remove LINK", "remove a source you added"},
+          {"sources export [--format list|sources|links] [--selected]",
+           "write the sources as an APT .list, a deb822 .sources or links"},
+          {"sources import FILE|- [--json]",
+           "add every source of a .list, a .sources or a list of links (- reads stdin)"}},
+         {QStringLiteral("json"), QStringLiteral("format"), QStringLiteral("selected")}},
+        {"parse",
+         parseCommand,
+         {{"parse FILE [--source LINK] [--count | --json]",
+           "records of a Packages file (raw DEFLATE or text)"}},
+         {QStringLiteral("source"), QStringLiteral("count"), QStringLiteral("json")}},
+        {"installed",
+         installedCommand,
+         {{"installed [--root DIR]", "installed package identifiers, sorted"}},
+         {}},
+        {"lists",
+         listsCommand,
+         {{"lists [--root DIR] LINK", "the package manager's list file that would serve LINK"}},
+         {}},
+        {"load",
+         loadCommand,
+         {{"load [--json] [--force]", "load every source as the app does; how each was served"}},
+         {QStringLiteral("json"), QStringLiteral("force")}},
+        {"search",
+         searchCommand,
+         {{"search TEXT [--arch A] [--installed] [--limit N] [--json]",
+           "the packages the app's search keeps, after loading"}},
+         {QStringLiteral("arch"), QStringLiteral("installed"), QStringLiteral("limit"),
+          QStringLiteral("json")}},
     };
     return table;
 }
 
+const CommandSpec *findCommand(const QString &name)
+{
+    for (const CommandSpec &spec : commands()) {
+        if (name == QLatin1String(spec.name))
+            return &spec;
+    }
+    return nullptr;
+}
+
+QString padded(const QString &text)
+{
+    constexpr qsizetype column = 25;
+    return text.size() < column ? text.leftJustified(column)
+                                : text + QLatin1String("\n") + QString(column + 2, u' ');
+}
+
+QString usageLines(const CommandSpec &spec)
+{
+    QString text;
+    for (const Usage &usage : spec.usages)
+        text += QLatin1String("  ") + padded(QLatin1String(usage.synopsis)) + QLatin1String("  ") +
+                QLatin1String(usage.summary) + QLatin1Char('\n');
+    return text;
+}
+
+QString optionLine(const QCommandLineOption &option)
+{
+    QStringList names;
+    for (const QString &name : option.names())
+        names.append((name.size() == 1 ? QLatin1String("-") : QLatin1String("--")) + name);
+    QString left = names.join(QLatin1String(", "));
+    if (!option.valueName().isEmpty())
+        left += QLatin1String(" <") + option.valueName() + QLatin1Char('>');
+    return QLatin1String("  ") + padded(left) + QLatin1String("  ") + option.description() +
+           QLatin1Char('\n');
+}
+
+QString generalUsage()
+{
+    QString text = QStringLiteral("usage: tallowpine-cli [options] <command>\n\ncommands:\n");
+    for (const CommandSpec &spec : commands())
+        text += usageLines(spec);
+    return text +
+           QStringLiteral("\n"
+                          "options shared by every command:\n"
+                          "  --settings FILE            use this INI file as the settings store\n"
+                          "  --data-dir DIR             keep the index cache (RepoPackages) in DIR\n"
+                          "  --root DIR                 treat DIR as the device's root folder\n"
+                          "  --ca-file FILE             also trust the certificate authorities in FILE\n"
+                          "  --offline                  never use the network\n"
+                          "\n"
+                          "tallowpine-cli <command> --help shows one command's options.\n");
+}
+
+// One synopsis a line with its summary under it, for reading one command at a time.
+QString synopses(const CommandSpec &spec)
+{
+    QString text = QStringLiteral("usage:\n");
+    for (const Usage &usage : spec.usages)
+        text += QLatin1String("  tallowpine-cli ") + QLatin1String(usage.synopsis) +
+                QLatin1String("\n      ") + QLatin1String(usage.summary) + QLatin1Char('\n');
+    return text;
+}
+
+QString commandHelp(const CommandSpec &spec)
+{
+    QString text = synopses(spec) + QStringLiteral("\noptions:\n");
+    for (const QCommandLineOption &option : commandOptions()) {
+        if (spec.options.contains(option.names().constLast()) ||
+            option.names().contains(QLatin1String("help")))
+            text += optionLine(option);
+    }
+    return text +
+           QStringLiteral("\nThe shared options (--settings, --data-dir, --root, --ca-file, --offline): "
+                          "tallowpine-cli --help.\n");
+}
+
 } // namespace
+
+QString commandUsage(const QString &command)
+{
+    const CommandSpec *spec = findCommand(command);
+    return spec ? synopses(*spec) : generalUsage();
+}
 
 int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     QCommandLineParser parser;
-    const auto valued = [](const char *name, const char *help, const char *value) {
-        return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help),
-                                  QString::fromLatin1(value));
-    };
-    const auto flag = [](const char *name, const char *help) {
-        return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help));
-    };
     addSharedOptions(parser);
-    parser.addOptions({
-        valued("source", "Source link the records belong to.", "link"),
-        valued("arch", "Architecture filter.", "arch"),
-        flag("json", "Print JSON."),
-        flag("count", "Print only the number of records."),
-        flag("force", "Ignore cached validators."),
-        QCommandLineOption({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show help.")),
-    });
+    parser.addOptions(commandOptions());
     if (!parser.parse(arguments)) {
-        err << parser.errorText() << '\n' << usage;
+        err << parser.errorText() << '\n' << generalUsage();
         return 1;
-    }
-    if (parser.isSet(QStringLiteral("help"))) {
-        out << usage;
-        return 0;
     }
 
     QStringList args = parser.positionalArguments();
-    const auto command = args.isEmpty() ? commands().cend() : commands().constFind(args.takeFirst());
-    if (command == commands().cend()) {
-        err << usage;
+    const QString name = args.isEmpty() ? QString() : args.takeFirst();
+    const CommandSpec *command = findCommand(name);
+    if (!command && !name.isEmpty()) {
+        err << "unknown command: " << name << '\n' << generalUsage();
         return 1;
     }
-    return (*command)(CliContext{parser, args, out, err});
+    if (parser.isSet(QStringLiteral("help"))) {
+        out << (command ? commandHelp(*command) : generalUsage());
+        return 0;
+    }
+    if (!command) {
+        err << generalUsage();
+        return 1;
+    }
+    return command->run(CliContext{parser, args, out, err});
 }
 
 std::optional<Platform> cliPlatform(const CliContext &context)

@@ -31,6 +31,9 @@ int listsCommand(const CliContext &context);
 int loadCommand(const CliContext &context);
 int searchCommand(const CliContext &context);
 
+// The synopsis lines of one command, printed when its arguments are unusable.
+[[nodiscard]] QString commandUsage(const QString &command);
+
 struct Platform;
 // The app's platform as the shared options (--settings, --data-dir, --root, --ca-file) set it up;
 // no value, after a message on stderr, when one of them cannot be used.

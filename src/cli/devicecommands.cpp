@@ -23,7 +23,7 @@ std::optional<DeviceRoot> deviceRoot(const CliContext &context)
 int installedCommand(const CliContext &context)
 {
     if (!context.args.isEmpty()) {
-        context.err << "usage: tallowpine-cli installed [--root DIR]\n";
+        context.err << commandUsage(QStringLiteral("installed"));
         return 1;
     }
     const std::optional<DeviceRoot> root = deviceRoot(context);
@@ -44,7 +44,7 @@ int installedCommand(const CliContext &context)
 int listsCommand(const CliContext &context)
 {
     if (context.args.size() != 1) {
-        context.err << "usage: tallowpine-cli lists [--root DIR] LINK\n";
+        context.err << commandUsage(QStringLiteral("lists"));
         return 1;
     }
     const std::optional<DeviceRoot> root = deviceRoot(context);

@@ -3,6 +3,7 @@
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
 #include "common/jsontext.h"
+#include "device/installedpackages.h"
 #include "index/packagejson.h"
 #include "search/packagefilter.h"
 
@@ -39,7 +40,7 @@ QString jsonString(const QString &text)
 int loadCommand(const CliContext &context)
 {
     if (!context.args.isEmpty()) {
-        context.err << "usage: tallowpine-cli load [--json] [--force]\n";
+        context.err << commandUsage(QStringLiteral("load"));
         return 1;
     }
     const std::optional<Platform> platform = cliPlatform(context);
@@ -76,13 +77,27 @@ int loadCommand(const CliContext &context)
 
 int searchCommand(const CliContext &context)
 {
+    std::optional<qsizetype> limit;
+    if (context.isSet(QStringLiteral("limit"))) {
+        bool ok = false;
+        limit = context.value(QStringLiteral("limit")).toLongLong(&ok);
+        if (!ok || *limit < 0) {
+            context.err << "--limit takes a whole number of packages\n"
+                        << commandUsage(QStringLiteral("search"));
+            return 1;
+        }
+    }
     if (context.args.size() != 1) {
-        context.err << "usage: tallowpine-cli search TEXT [--arch A] [--json]\n";
+        context.err << commandUsage(QStringLiteral("search"));
         return 1;
     }
     const std::optional<Platform> platform = cliPlatform(context);
     if (!platform)
         return 1;
+    // Read here rather than waiting for the model's background read: the same file, the same rules.
+    std::optional<QSet<QString>> installed;
+    if (context.isSet(QStringLiteral("installed")))
+        installed = loadInstalledPackages(platform->deviceRoot).value_or(QSet<QString>());
     auto model = loadAll(*platform, false);
     std::optional<QString> architecture;
     if (context.isSet(QStringLiteral("arch")))
@@ -91,13 +106,20 @@ int searchCommand(const CliContext &context)
     const PackageList found = filterPackages(
         model->allPackages().toList(), PackageQuery{context.args.first().trimmed(), architecture, true});
     const bool json = context.isSet(QStringLiteral("json"));
+    qsizetype printed = 0;
     for (const PackageInfo &package : found) {
+        if (limit && printed == *limit)
+            break;
+        const QString identifier = package.package().value_or(QString());
+        if (installed && (identifier.isEmpty() || !installed->contains(identifier)))
+            continue;
+        ++printed;
         if (json) {
             context.out << packageJsonLine(package, {PackageInfo::Package, PackageInfo::Name,
                                                      PackageInfo::Version, PackageInfo::Architecture});
         } else {
-            context.out << package.package().value_or(QString()) << '\t' << package.name().value_or(QString())
-                        << '\t' << package.version().value_or(QString()) << '\t'
+            context.out << identifier << '\t' << package.name().value_or(QString()) << '\t'
+                        << package.version().value_or(QString()) << '\t'
                         << package.architecture().value_or(QString()) << '\t' << package.sourceLink() << '\n';
         }
     }

@@ -5,9 +5,6 @@
 
 namespace {
 
-const QString parseUsage =
-    QStringLiteral("usage: tallowpine-cli parse FILE [--source LINK] [--count | --json]\n");
-
 // One record a line for reading at a terminal: identifier, version, name; "-" for an absent field.
 void printTable(const PackageList &packages, QTextStream &out)
 {
@@ -40,7 +37,7 @@ int parseCommand(const CliContext &context)
     const bool count = context.isSet(QStringLiteral("count"));
     const bool json = context.isSet(QStringLiteral("json"));
     if (context.args.size() != 1 || (count && json)) {
-        context.err << parseUsage;
+        context.err << commandUsage(QStringLiteral("parse"));
         return 1;
     }
     const QString &path = context.args.first();

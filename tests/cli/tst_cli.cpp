@@ -48,10 +48,12 @@ class TestCli : public QObject
 
     [[nodiscard]] QString settingsFile() const { return m_dir.filePath(u"settings.ini"_s); }
 
-    Run program(QStringList args) const
+    Run program(QStringList args, const QByteArray &input = {}) const
     {
         QProcess process;
         process.start(QStringLiteral(TALLOWPINE_CLI), QStringList{u"--settings"_s, settingsFile()} + args);
+        process.write(input);
+        process.closeWriteChannel();
         if (!process.waitForFinished(20000))
             return {};
         return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
@@ -131,17 +133,134 @@ private Q_SLOTS:
     void usageErrors_data()
     {
         QTest::addColumn<QStringList>("args");
-        QTest::newRow("no command") << QStringList{};
-        QTest::newRow("unknown command") << QStringList{u"frobnicate"_s};
-        QTest::newRow("unknown option") << QStringList{u"--nope"_s, u"sources"_s};
-        QTest::newRow("add without link") << QStringList{u"sources"_s, u"add"_s};
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no command") << QStringList{} << u"usage"_s;
+        QTest::newRow("unknown command")
+            << QStringList{u"frobnicate"_s} << u"unknown command: frobnicate\nusage"_s;
+        QTest::newRow("unknown option") << QStringList{u"--nope"_s, u"sources"_s} << u"usage"_s;
+        QTest::newRow("add without link") << QStringList{u"sources"_s, u"add"_s} << u"sources add LINK"_s;
+        QTest::newRow("import without file") << QStringList{u"sources"_s, u"import"_s} << u"sources import"_s;
+        QTest::newRow("unknown format")
+            << QStringList{u"sources"_s, u"export"_s, u"--format"_s, u"xml"_s} << u"unknown format: xml"_s;
+        QTest::newRow("limit not a number")
+            << QStringList{u"search"_s, u"x"_s, u"--limit"_s, u"-1"_s} << u"--limit"_s;
+        QTest::newRow("unreadable import")
+            << QStringList{u"sources"_s, u"import"_s, u"/nonexistent/tweaks.list"_s} << u"cannot read"_s;
     }
     void usageErrors()
     {
         QFETCH(QStringList, args);
+        QFETCH(QString, message);
         const Run run = program(args);
         QCOMPARE(run.status, 1);
-        QVERIFY(run.err.contains(u"usage"_s));
+        QVERIFY2(run.err.contains(message), qPrintable(run.err));
+        QVERIFY(run.out.isEmpty());
+    }
+
+    // Each command's help names its own options and no other command's.
+    void helpPerCommand_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QStringList>("shown");
+        QTest::addColumn<QStringList>("hidden");
+        QTest::newRow("all") << QStringList{u"--help"_s} << QStringList{u"search TEXT"_s, u"--settings"_s}
+                             << QStringList{};
+        QTest::newRow("search") << QStringList{u"search"_s, u"--help"_s}
+                                << QStringList{u"--limit"_s, u"--installed"_s, u"--arch"_s}
+                                << QStringList{u"--format"_s, u"--count"_s, u"sources add"_s};
+        QTest::newRow("sources, after a verb")
+            << QStringList{u"sources"_s, u"export"_s, u"-h"_s}
+            << QStringList{u"--format"_s, u"--selected"_s, u"sources import FILE|-"_s}
+            << QStringList{u"--limit"_s, u"--force"_s};
+        QTest::newRow("parse") << QStringList{u"parse"_s, u"--help"_s}
+                               << QStringList{u"--count"_s, u"--source"_s}
+                               << QStringList{u"--installed"_s, u"--format"_s};
+    }
+    void helpPerCommand()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QStringList, shown);
+        QFETCH(QStringList, hidden);
+        const Run run = program(args);
+        QCOMPARE(run.status, 0);
+        QVERIFY(run.err.isEmpty());
+        for (const QString &text : shown)
+            QVERIFY2(run.out.contains(text), qPrintable(text));
+        for (const QString &text : hidden)
+            QVERIFY2(!run.out.contains(text), qPrintable(text));
+    }
+
+    void importReportsEachLine_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QStringList>("out");
+        QTest::addColumn<QStringList>("err");
+        const QString list = testData(u"sources/tweaks.list"_s);
+        QTest::newRow("list file") << QStringList{list} << QByteArray() << 1
+                                   << QStringList{u"added\t6\thttps://apt.procurs.us/"_s,
+                                                  u"added\t7\thttp://apt.thebigboss.org/repofiles/cydia/"_s,
+                                                  u"added\t8\thttps://repo.example.com/tweaks/beta/"_s,
+                                                  u"skipped\t2\thttps://repo.chariz.com/"_s,
+                                                  u"skipped\t3\thttps://havoc.app/"_s,
+                                                  u"skipped\t10\thttps://REPO.CHARIZ.COM/"_s,
+                                                  u"list: 3 added, 3 skipped, 4 invalid"_s}
+                                   << QStringList{u"invalid\t11\t"_s, u"invalid\t12\t"_s, u"invalid\t13\t"_s,
+                                                  u"invalid\t14\t"_s};
+        QTest::newRow("stdin, only duplicates")
+            << QStringList{u"-"_s} << QByteArray("https://new.example.com/\nhttps://NEW.example.com\n") << 0
+            << QStringList{u"added\t1\thttps://new.example.com/"_s, u"skipped\t2\thttps://NEW.example.com"_s,
+                           u"links: 1 added, 1 skipped, 0 invalid"_s}
+            << QStringList{};
+    }
+    void importReportsEachLine()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QByteArray, input);
+        QFETCH(int, status);
+        QFETCH(QStringList, out);
+        QFETCH(QStringList, err);
+        const Run run = program(QStringList{u"sources"_s, u"import"_s} + args, input);
+        QCOMPARE(run.status, status);
+        QCOMPARE(run.lines(), out);
+        const QStringList errors = run.err.split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(errors.size(), err.size());
+        for (qsizetype i = 0; i < err.size(); ++i)
+            QVERIFY(errors.at(i).startsWith(err.at(i)));
+    }
+
+    // What was imported is what "--selected" exports, and that export reads back as nothing new.
+    void importJsonAndExportRoundTrip()
+    {
+        Run run = program({u"sources"_s, u"import"_s, u"--json"_s, u"-"_s},
+                          readFile(testData(u"sources/mixed.sources"_s)));
+        QCOMPARE(run.status, 1);
+        const QJsonObject report = QJsonDocument::fromJson(run.out.toUtf8()).object();
+        QCOMPARE(report.keys(), (QStringList{u"added"_s, u"format"_s, u"invalid"_s, u"skipped"_s}));
+        QCOMPARE(report[u"format"_s].toString(), u"sources"_s);
+        QCOMPARE(report[u"added"_s].toArray().size(), 4);
+        QCOMPARE(report[u"added"_s][0].toObject(),
+                 (QJsonObject{{u"line"_s, 3}, {u"link"_s, u"https://deb.example.org/debian/"_s}}));
+        QCOMPARE(report[u"invalid"_s].toArray(),
+                 (QJsonArray{QJsonObject{{u"line"_s, 36},
+                                         {u"text"_s, u"Types: deb"_s},
+                                         {u"reason"_s, u"the stanza needs URIs and Suites"_s}}}));
+
+        for (const QString &format : {u"list"_s, u"sources"_s, u"links"_s}) {
+            run = program({u"sources"_s, u"export"_s, u"--selected"_s, u"--format"_s, format});
+            QCOMPARE(run.status, 0);
+            const QString exported = run.out;
+            run = program({u"sources"_s, u"import"_s, u"--json"_s, u"-"_s}, exported.toUtf8());
+            QCOMPARE(run.status, 0);
+            const QJsonObject again = QJsonDocument::fromJson(run.out.toUtf8()).object();
+            QCOMPARE(again[u"format"_s].toString(), format);
+            QCOMPARE(again[u"added"_s].toArray().size(), 0);
+            QCOMPARE(again[u"skipped"_s].toArray().size(), 4);
+        }
+        run = program({u"sources"_s, u"export"_s});
+        QCOMPARE(run.lines().size(), defaultSources().size() + 4);
+        QCOMPARE(run.lines().first(), u"deb https://lower.example.com/apt/tweaks/ ./"_s);
     }
 
     void initTestCase()
@@ -150,7 +269,10 @@ private Q_SLOTS:
         const QByteArray index = readFile(testData(QStringLiteral("repo/Packages")));
         QVERIFY(writeFile(m_www.filePath(QStringLiteral("one/Packages")), index));
         QVERIFY(writeFile(m_www.filePath(QStringLiteral("two/Packages.gz")), rawDeflate(index)));
-        QDir().mkpath(m_home.filePath(QStringLiteral("device")));
+        // Beta, served by both sources, is installed; alpha is not.
+        QVERIFY(writeFile(m_home.filePath(u"device/var/lib/dpkg/status"_s),
+                          "Package: com.example.beta\nStatus: install ok installed\n\n"
+                          "Package: com.example.alpha\nStatus: purge ok not-installed\n"));
         m_nginx = std::make_unique<NginxServer>(m_www.path(), m_certificates);
         QVERIFY(m_nginx->isRunning());
 
@@ -200,6 +322,10 @@ private Q_SLOTS:
         QTest::newRow("identifier") << QStringList{QStringLiteral("com.example.")} << 6;
         QTest::newRow("architecture")
             << QStringList{QStringLiteral(" "), QStringLiteral("--arch"), QStringLiteral("arm")} << 2;
+        QTest::newRow("limit") << QStringList{u"com.example."_s, u"--limit"_s, u"4"_s} << 4;
+        QTest::newRow("installed only") << QStringList{u"a"_s, u"--installed"_s} << 2;
+        QTest::newRow("installed, limited")
+            << QStringList{u"a"_s, u"--installed"_s, u"--limit"_s, u"1"_s} << 1;
     }
     void searchUsesTheAppsFilter()
     {
