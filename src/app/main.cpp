@@ -19,37 +19,56 @@ Q_IMPORT_QML_PLUGIN(TallowPinePlugin)
 int main(int argc, char *argv[])
 {
     tuneAllocatorForIndexLoads();
-    preferEmojiAndArabicFonts();
-    QGuiApplication app(argc, argv);
-    QGuiApplication::setOrganizationName(QStringLiteral("TallowPine"));
-    QGuiApplication::setApplicationName(QStringLiteral("TallowPine"));
+    // Before any application object exists, so the help and version texts carry the right name.
+    QCoreApplication::setOrganizationName(QStringLiteral("TallowPine"));
+    QCoreApplication::setApplicationName(QStringLiteral("TallowPine"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TALLOWPINE_VERSION));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Browse the packages of many APT repositories at once."));
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption screenshotOption(
-        QStringLiteral("screenshot"), QStringLiteral("Save the window to this PNG once loading has settled, then quit."),
+        QStringLiteral("screenshot"),
+        QStringLiteral("Save the window to this PNG once loading has settled, then quit."),
         QStringLiteral("file"));
-    const QCommandLineOption modeOption(QStringLiteral("mode"),
-                                        QStringLiteral("With --screenshot: favorites, allSources or allPackages."),
-                                        QStringLiteral("mode"));
+    const QCommandLineOption modeOption(
+        QStringLiteral("mode"), QStringLiteral("With --screenshot: favorites, allSources or allPackages."),
+        QStringLiteral("mode"));
     const QCommandLineOption openSourceOption(
         QStringLiteral("open-source"), QStringLiteral("With --screenshot: open this source's package list."),
         QStringLiteral("link"));
     const QCommandLineOption addSheetOption(QStringLiteral("add-sheet"),
                                             QStringLiteral("With --screenshot: show the add-source sheet."));
-    const QCommandLineOption addOption(QStringLiteral("add"),
-                                       QStringLiteral("With --screenshot: add this source link, as the sheet would."),
-                                       QStringLiteral("link"));
+    const QCommandLineOption addOption(
+        QStringLiteral("add"), QStringLiteral("With --screenshot: add this source link, as the sheet would."),
+        QStringLiteral("link"));
     const QCommandLineOption searchOption(
-        QStringLiteral("search"), QStringLiteral("With --screenshot: type this into the shown screen's search."),
+        QStringLiteral("search"),
+        QStringLiteral("With --screenshot: type this into the shown screen's search."),
         QStringLiteral("text"));
     const QCommandLineOption sizeOption(QStringLiteral("size"),
                                         QStringLiteral("Window size in logical pixels, such as 390x844."),
                                         QStringLiteral("WxH"));
     addSharedOptions(parser);
-    parser.addOptions({screenshotOption, modeOption, openSourceOption, addSheetOption, addOption, searchOption,
-                       sizeOption});
+    parser.addOptions({screenshotOption, modeOption, openSourceOption, addSheetOption, addOption,
+                       searchOption, sizeOption});
+
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    if (asksForHelpOrVersion(parser, arguments)) {
+        // A terminal with no display must still answer --help and --version: the GUI application
+        // would abort looking for a platform plugin first.
+        QCoreApplication app(argc, argv);
+        parser.process(app);
+        return 0;
+    }
+
+    preferEmojiAndArabicFonts();
+    QGuiApplication app(argc, argv);
+    // Lets Wayland compositors and docks match the window to the installed desktop entry.
+    QGuiApplication::setDesktopFileName(QStringLiteral(TALLOWPINE_APP_ID));
     parser.process(app);
 
     Platform platform;
@@ -66,14 +85,16 @@ int main(int argc, char *argv[])
     if (parser.isSet(modeOption)) {
         request.mode = ScreenshotDriver::parseMode(parser.value(modeOption));
         if (!request.mode) {
-            qCritical("unknown mode %s: use favorites, allSources or allPackages", qPrintable(parser.value(modeOption)));
+            qCritical("unknown mode %s: use favorites, allSources or allPackages",
+                      qPrintable(parser.value(modeOption)));
             return 1;
         }
     }
     if (parser.isSet(sizeOption)) {
         request.size = ScreenshotDriver::parseSize(parser.value(sizeOption));
         if (!request.size) {
-            qCritical("unusable window size %s: use WxH, such as 390x844", qPrintable(parser.value(sizeOption)));
+            qCritical("unusable window size %s: use WxH, such as 390x844",
+                      qPrintable(parser.value(sizeOption)));
             return 1;
         }
     }

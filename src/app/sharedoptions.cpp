@@ -23,6 +23,14 @@ void addSharedOptions(QCommandLineParser &parser)
     });
 }
 
+bool asksForHelpOrVersion(QCommandLineParser &parser, const QStringList &arguments)
+{
+    if (!parser.parse(arguments))
+        return false;
+    return parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")) ||
+           parser.isSet(QStringLiteral("version"));
+}
+
 std::optional<QString> applySharedOptions(const QCommandLineParser &parser, Platform &platform)
 {
     platform.settings = openSettings(parser.value(QStringLiteral("settings")));
