@@ -215,6 +215,12 @@ private Q_SLOTS:
             {{"Packages.gz", Route{404, "not here\n"}.followedBy(second)},
              {"Packages", Route{200, m_index}.keptAlive()}},
             Outcome::Replaced, 3);
+        // The same after a whole 200 that is then turned down (zlib-wrapped, which the raw decoder
+        // refuses): the second response waits on an idle connection while the body is decoded.
+        row("excess bytes after an index that does not decode",
+            {{"Packages.gz", Route{200, deflateWithWindowBits(m_index, 15)}.followedBy(second)},
+             {"Packages", Route{200, m_index}.keptAlive()}},
+            Outcome::Replaced, 3);
     }
     void faults()
     {
