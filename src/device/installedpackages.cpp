@@ -1,5 +1,6 @@
 #include "device/installedpackages.h"
 
+#include "common/regularfile.h"
 #include "device/devicelog.h"
 #include "device/jailbreakroot.h"
 #include "index/linebreaks.h"
@@ -8,10 +9,7 @@
 #include <QStringDecoder>
 
 #include <cstring>
-#include <fcntl.h>
 #include <string_view>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -166,22 +164,9 @@ std::optional<QSet<QString>> loadInstalledPackages(const DeviceRoot &root)
     if (!path) {
         return std::nullopt;
     }
-    // Opening a FIFO for reading waits for a writer, possibly for ever; O_NONBLOCK returns at once, and
-    // anything but a regular file is then refused before a byte is read.
-    const int fd = ::open(QFile::encodeName(*path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        return std::nullopt;
-    }
-    struct stat info
-    {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        ::close(fd);
-        qCDebug(lcDevice) << "status file is not a regular file:" << *path;
-        return std::nullopt;
-    }
     QFile file;
-    if (!file.open(fd, QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
+    if (!openRegularFile(file, *path, QIODevice::Unbuffered)) {
+        qCDebug(lcDevice) << "status file is not a readable regular file:" << *path;
         return std::nullopt;
     }
     // Mapping the file skips copying megabytes into a fresh buffer, which costs more than the parse

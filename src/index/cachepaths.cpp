@@ -3,7 +3,10 @@
 #include "device/locallists.h"
 
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
+
+#include <climits>
 
 QString defaultCacheRoot()
 {
@@ -20,8 +23,11 @@ QString cacheRootIn(const QString &dataFolder)
 
 RepoPaths localCandidates(const QString &cacheRoot, const QString &link)
 {
+    const std::optional<QString> name = cacheFolderName(link);
+    if (!name)
+        return {};
     QDir().mkpath(cacheRoot);
-    const QDir folder(QDir(cacheRoot).filePath(slug(link)));
+    const QDir folder(QDir(cacheRoot).filePath(*name));
     return RepoPaths{
         folder.path(),
         folder.filePath(QStringLiteral("Packages.gz")),
@@ -35,6 +41,16 @@ QString slug(const QString &link)
     // The cache folder is named like the package manager's list of the same link, only trimmed first;
     // trimmed() drops the same characters as the platform's "white space and newlines" set.
     return convertedListLink(link.trimmed());
+}
+
+std::optional<QString> cacheFolderName(const QString &link)
+{
+    const QString name = slug(link);
+    if (name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..") ||
+        name.contains(QLatin1Char('/')) || name.contains(QChar(0)) ||
+        QFile::encodeName(name).size() > NAME_MAX)
+        return std::nullopt;
+    return name;
 }
 
 QString safeFolderName(const QString &text)

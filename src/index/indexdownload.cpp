@@ -1,7 +1,9 @@
 #include "index/indexdownload.h"
 
+#include "common/regularfile.h"
 #include "device/listkeys.h"
 #include "device/locallists.h"
+#include "index/cachefiles.h"
 #include "index/indexlog.h"
 #include "index/packagesparser.h"
 #include "index/rawinflate.h"
@@ -11,18 +13,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <algorithm>
 
 namespace {
-
-bool writeAtomically(const QString &path, QByteArrayView bytes)
-{
-    QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes.data(), bytes.size()) == bytes.size() &&
-           file.commit();
-}
 
 LoadResult indexed(PackageList packages, ServedFrom servedFrom)
 {
@@ -32,24 +26,29 @@ LoadResult indexed(PackageList packages, ServedFrom servedFrom)
     return result;
 }
 
-// Parses a file in place from the page cache rather than copying it first.
-std::optional<PackageList> parseFile(const QString &path, const QString &link)
+// Hands a regular file's bytes to `use`, straight from the page cache rather than copied first.
+template<typename Use>
+auto withFileBytes(const QString &path, Use use) -> std::optional<decltype(use(QByteArrayView()))>
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    QFile file;
+    if (!openRegularFile(file, path))
         return std::nullopt;
     if (file.size() == 0)
-        return PackageList();
+        return use(QByteArrayView());
     if (uchar *mapped = file.map(0, file.size())) {
-        PackageList packages =
-            parsePackagesData(QByteArrayView(reinterpret_cast<const char *>(mapped), file.size()), link);
+        auto result = use(QByteArrayView(reinterpret_cast<const char *>(mapped), file.size()));
         file.unmap(mapped);
-        return packages;
+        return result;
     }
     const QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError)
         return std::nullopt;
-    return parsePackagesData(bytes, link);
+    return use(QByteArrayView(bytes));
+}
+
+std::optional<PackageList> parseFile(const QString &path, const QString &link)
+{
+    return withFileBytes(path, [&](QByteArrayView bytes) { return parsePackagesData(bytes, link); });
 }
 
 QByteArray joined(QList<QByteArray> &chunks)
@@ -72,37 +71,40 @@ std::optional<QString> optionalHeader(const QByteArray &value)
     return value.isNull() ? std::nullopt : std::optional(QString::fromUtf8(value));
 }
 
-std::optional<PackageList> readCache(const RepoPaths &paths, const QString &link)
+// Inflates a compressed index in memory, keeps the text beside it as "Packages" when the cache can be
+// written, and parses it. No value when it does not decompress.
+std::optional<PackageList> parseCompressed(QByteArrayView compressed, const RepoPaths &paths,
+                                           const QString &link)
 {
-    if (QFileInfo::exists(paths.plain))
-        return parseFile(paths.plain, link);
-    if (QFileInfo::exists(paths.gz)) {
-        const GunzipResult inflated = gunzipFile(paths.gz);
-        if (!inflated.error)
-            return parseFile(inflated.outputPath, link);
-    }
-    return std::nullopt;
+    const InflateResult inflated = inflateRaw(compressed);
+    if (inflated.error)
+        return std::nullopt;
+    if (paths.isCached())
+        (void)replaceCacheFiles(paths.folder, {{paths.plain, inflated.data}});
+    return parsePackagesData(inflated.data, link);
 }
 
-// The list file of this source in the package manager's lists folder, inflated when needed.
+std::optional<PackageList> readCache(const RepoPaths &paths, const QString &link)
+{
+    if (!paths.isCached())
+        return std::nullopt;
+    if (QFileInfo::exists(paths.plain))
+        return parseFile(paths.plain, link);
+    // A read-only cache still serves its compressed index: the text is only kept when it can be.
+    return withFileBytes(paths.gz, [&](QByteArrayView bytes) { return parseCompressed(bytes, paths, link); })
+        .value_or(std::nullopt);
+}
+
+// The list file of this source in the package manager's lists folder.
 std::optional<QString> localListFile(const QString &link, const QString &listsFolder)
 {
     const QString expected = QDir(listsFolder).filePath(packagesFileName(link));
     if (QFileInfo(expected).isFile())
         return expected;
-    if (QFileInfo(expected + QLatin1String(".gz")).isFile()) {
-        const GunzipResult inflated = gunzipFile(expected + QLatin1String(".gz"));
-        if (!inflated.error)
-            return inflated.outputPath;
-    }
+    if (QFileInfo(expected + QLatin1String(".gz")).isFile())
+        return expected + QLatin1String(".gz");
     const std::optional<QString> name = findStrictPackagesListFile(listsFolder, listKeys(link));
-    if (!name)
-        return std::nullopt;
-    const QString path = QDir(listsFolder).filePath(*name);
-    if (!isGzipListName(*name))
-        return path;
-    const GunzipResult inflated = gunzipFile(path);
-    return inflated.error ? std::nullopt : std::optional(inflated.outputPath);
+    return name ? std::optional(QDir(listsFolder).filePath(*name)) : std::nullopt;
 }
 
 std::optional<PackageList> readLists(const QString &link, const RepoPaths &paths, const DeviceRoot &root)
@@ -111,19 +113,20 @@ std::optional<PackageList> readLists(const QString &link, const RepoPaths &paths
     if (!folder)
         return std::nullopt;
     const std::optional<QString> file = localListFile(link, *folder);
-    if (!file || !QFileInfo::exists(*file))
+    if (!file)
         return std::nullopt;
-    std::optional<PackageList> packages = parseFile(*file, link);
-    if (packages) {
-        // Kept as this source's cache so it still shows when the lists folder is gone.
-        QDir().mkpath(paths.folder);
-        QFile::remove(paths.plain + QLatin1String(".copy"));
-        if (QFile::copy(*file, paths.plain + QLatin1String(".copy"))) {
-            QFile::remove(paths.plain);
-            QFile::rename(paths.plain + QLatin1String(".copy"), paths.plain);
-        }
+    // The lists folder belongs to the package manager: it is only read, and a compressed list is
+    // inflated in memory rather than beside it.
+    if (isGzipListName(QFileInfo(*file).fileName())) {
+        return withFileBytes(*file, [&](QByteArrayView bytes) { return parseCompressed(bytes, paths, link); })
+            .value_or(std::nullopt);
     }
-    return packages;
+    return withFileBytes(*file, [&](QByteArrayView bytes) {
+        // Kept as this source's cache so it still shows when the lists folder is gone.
+        if (paths.isCached())
+            (void)replaceCacheFiles(paths.folder, {{paths.plain, bytes}});
+        return parsePackagesData(bytes, link);
+    });
 }
 
 } // namespace
@@ -178,7 +181,7 @@ FetchPlan planFetch(const QString &link, bool force, const LoadEnvironment &envi
     FetchPlan plan{link, localCandidates(environment.cacheRoot, link), {}, std::nullopt};
     if (!environment.offline)
         plan.candidates = indexCandidates(link);
-    if (!plan.candidates.isEmpty() && !force)
+    if (!plan.candidates.isEmpty() && !force && plan.paths.isCached())
         plan.validators = readRepoMeta(plan.paths.meta);
     return plan;
 }
@@ -189,28 +192,35 @@ std::optional<LoadResult> acceptIndexResponse(const FetchPlan &plan, IndexRespon
     if (body.isEmpty())
         return std::nullopt;
     // A 200 with a body is the source's index as far as the chain is concerned, even when it turns
-    // out to hold no package: it is written as sent, and a compressed one stays on disk even when it
-    // does not decompress.
-    QDir().mkpath(plan.paths.folder);
+    // out to hold no package: it is stored as sent, and a compressed one stays on disk even when it
+    // does not decompress. A cache that cannot be written (a read-only or full disk, or a source
+    // without a cache folder) leaves the previous one as it was and the index is served all the same.
+    const bool compressed = looksCompressed(response.url, response.contentEncoding, body);
     QByteArray text;
-    if (looksCompressed(response.url, response.contentEncoding, body)) {
-        if (!writeAtomically(plan.paths.gz, body))
-            return std::nullopt;
+    if (compressed) {
         InflateResult result = inflateRaw(body);
         if (result.error) {
             qCDebug(lcIndex) << response.url.toString() << "does not decompress:" << result.error->message();
+            if (plan.paths.isCached())
+                (void)replaceCacheFiles(plan.paths.folder, {{plan.paths.gz, body}});
             return std::nullopt;
         }
         text = std::move(result.data);
     } else {
         text = body;
     }
-    if (!writeAtomically(plan.paths.plain, text))
-        return std::nullopt;
-    saveRepoMeta(plan.paths.meta,
-                 RepoMeta{optionalHeader(response.etag), optionalHeader(response.lastModified),
-                          response.url.toString(QUrl::FullyEncoded),
-                          double(QDateTime::currentMSecsSinceEpoch()) / 1000.0});
+    if (plan.paths.isCached()) {
+        const QByteArray meta = encodeRepoMeta(RepoMeta{
+            optionalHeader(response.etag), optionalHeader(response.lastModified),
+            response.url.toString(QUrl::FullyEncoded), double(QDateTime::currentMSecsSinceEpoch()) / 1000.0});
+        QList<CacheFileContent> files;
+        if (compressed)
+            files.append({plan.paths.gz, body});
+        files.append({plan.paths.plain, text});
+        files.append({plan.paths.meta, meta});
+        if (!replaceCacheFiles(plan.paths.folder, files))
+            qCDebug(lcIndex) << "served without storing:" << plan.link;
+    }
     return indexed(parsePackagesData(text, plan.link), ServedFrom::Network);
 }
 

@@ -1,5 +1,7 @@
 #include "index/repometa.h"
 
+#include "common/regularfile.h"
+
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -8,10 +10,6 @@
 #include <QSaveFile>
 
 #include <cmath>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -119,21 +117,11 @@ std::optional<RepoMeta> decodeRepoMeta(QByteArrayView json)
 
 std::optional<RepoMeta> readRepoMeta(const QString &path)
 {
-    // A FIFO would block the open until a writer came, so it is opened without waiting and anything but a
-    // regular file is refused. A record is a few hundred bytes; a huge file is no record of ours and is
-    // not read into memory.
+    // A record is a few hundred bytes; a huge file is no record of ours and is not read into memory.
     constexpr qint64 maxRecordBytes = 256 * 1024;
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return std::nullopt;
-    struct stat info
-    {};
     QFile file;
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > maxRecordBytes ||
-        !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
+    if (!openRegularFile(file, path) || file.size() > maxRecordBytes)
         return std::nullopt;
-    }
     const QByteArray json = file.read(maxRecordBytes + 1);
     if (json.size() > maxRecordBytes)
         return std::nullopt;

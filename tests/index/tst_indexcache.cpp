@@ -1,12 +1,19 @@
-// Cache folder names decide whether two spellings of a link share one cache, and "meta.json" must read
-// back what was written; both are easy to break with a small edit.
+// Cache folder names decide whether two spellings of a link share one cache, "meta.json" must read
+// back what was written, and a writer that dies must leave the cache it found; all are easy to break
+// with a small edit.
 #include "../device/fakedevice.h"
+#include "index/cachefiles.h"
 #include "index/cachepaths.h"
+#include "index/indexdownload.h"
 #include "index/repometa.h"
 
 #include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
 
 Q_DECLARE_METATYPE(RepoMeta)
 
@@ -19,25 +26,40 @@ class TestIndexCache : public QObject
 private Q_SLOTS:
     void slugs_data()
     {
-        // Two spellings of a link share a cache exactly when their slugs are equal.
+        // Two spellings of a link share a cache exactly when their slugs are equal; a slug that is not one
+        // plain folder name gives no cache at all.
         QTest::addColumn<QString>("link");
         QTest::addColumn<QString>("slug");
-        QTest::newRow("path, case") << u"https://Host.Example/path/"_s << u"host.example_path"_s;
-        QTest::newRow("no trailing slash") << u"https://host"_s << u"host"_s;
-        QTest::newRow("one trailing slash only") << u"https://host//x//"_s << u"host__x_"_s;
-        QTest::newRow("query kept") << u"https://repo.example.com/?a=b:c"_s << u"repo.example.com_?a=b:c"_s;
-        QTest::newRow("scheme anywhere") << u"https://a.com/https://b/"_s << u"a.com_b"_s;
-        QTest::newRow("https removed before http") << u"http://https://x"_s << u"x"_s;
-        QTest::newRow("trimmed") << u" \t\nhttps://repo.example.com/\u2028 "_s << u"repo.example.com"_s;
-        QTest::newRow("other schemes stay") << u"ftp://x/y"_s << u"ftp:__x_y"_s;
-        QTest::newRow("unicode lower-cased") << u"https://ÄÖ.example/"_s << u"äö.example"_s;
+        QTest::addColumn<bool>("cached");
+        QTest::newRow("path, case") << u"https://Host.Example/path/"_s << u"host.example_path"_s << true;
+        QTest::newRow("no trailing slash") << u"https://host"_s << u"host"_s << true;
+        QTest::newRow("one trailing slash only") << u"https://host//x//"_s << u"host__x_"_s << true;
+        QTest::newRow("query kept") << u"https://repo.example.com/?a=b:c"_s << u"repo.example.com_?a=b:c"_s
+                                    << true;
+        QTest::newRow("scheme anywhere") << u"https://a.com/https://b/"_s << u"a.com_b"_s << true;
+        QTest::newRow("https removed before http") << u"http://https://x"_s << u"x"_s << true;
+        QTest::newRow("trimmed") << u" \t\nhttps://repo.example.com/\u2028 "_s << u"repo.example.com"_s
+                                 << true;
+        QTest::newRow("other schemes stay") << u"ftp://x/y"_s << u"ftp:__x_y"_s << true;
+        QTest::newRow("unicode lower-cased") << u"https://ÄÖ.example/"_s << u"äö.example"_s << true;
+        QTest::newRow("three dots") << u"https://.../"_s << u"..."_s << true;
+        QTest::newRow("dot dot inside") << u"https://host/../"_s << u"host_.."_s << true;
+        QTest::newRow("scheme only") << u"https://"_s << u""_s << false;
+        QTest::newRow("blank") << u" \n"_s << u""_s << false;
+        QTest::newRow("dot") << u"https://./"_s << u"."_s << false;
+        QTest::newRow("dot dot") << u"https://../"_s << u".."_s << false;
+        QTest::newRow("NUL") << u"https://a\0b/"_s << u"a\0b"_s << false;
+        QTest::newRow("255 bytes") << u"https://"_s + QString(255, u'a') << QString(255, u'a') << true;
+        QTest::newRow("256 bytes") << u"https://"_s + QString(128, u'é') << QString(128, u'é') << false;
     }
 
     void slugs()
     {
         QFETCH(QString, link);
         QFETCH(QString, slug);
+        QFETCH(bool, cached);
         QCOMPARE(::slug(link), slug);
+        QCOMPARE(cacheFolderName(link), cached ? std::optional(slug) : std::nullopt);
     }
 
     void safeFolderNames_data()
@@ -150,6 +172,56 @@ private Q_SLOTS:
         QTemporaryDir dir;
         QVERIFY(!saveRepoMeta(dir.filePath(u"no/such/folder/meta.json"_s), RepoMeta{}));
         QVERIFY(QDir(dir.path()).isEmpty());
+    }
+
+    void aWriterKilledBeforeTheRenamesLeavesTheCacheItFound_data()
+    {
+        QTest::addColumn<bool>("compressed");
+        QTest::addColumn<bool>("previous");
+        QTest::newRow("plain over a cache") << false << true;
+        QTest::newRow("compressed over a cache") << true << true;
+        QTest::newRow("first download") << false << false;
+    }
+    void aWriterKilledBeforeTheRenamesLeavesTheCacheItFound()
+    {
+        QFETCH(bool, compressed);
+        QFETCH(bool, previous);
+        QTemporaryDir data;
+        const QString link = u"https://repo.example/"_s;
+        const FetchPlan plan = planFetch(link, true, LoadEnvironment{cacheRootIn(data.path()), {}, {}, true});
+        const QMap<QString, QByteArray> before{
+            {u"Packages"_s, "Package: old\n"_ba},
+            {u"Packages.gz"_s, QByteArray::fromBase64("C0hMzk5MT7VSyM9J4QIA")}, // raw DEFLATE of the same
+            {u"meta.json"_s, encodeRepoMeta(RepoMeta{u"\"old\""_s, std::nullopt, std::nullopt, 1})}};
+        for (auto file = before.cbegin(); previous && file != before.cend(); ++file)
+            QVERIFY(writeFile(QDir(plan.paths.folder).filePath(file.key()), file.value()));
+
+        // The child stores a new index as a download would and dies just before renaming the files.
+        const QByteArray text = "Package: new\n";
+        const pid_t child = ::fork();
+        if (child == 0) {
+            setBeforeCacheRenameHookForTests([] { ::raise(SIGKILL); });
+            (void)acceptIndexResponse(
+                plan, IndexResponse{QUrl(link + (compressed ? u"Packages.gz"_s : u"Packages"_s)),
+                                    {compressed ? QByteArray::fromBase64("C0hMzk5MT7VSyEst5wIA") : text},
+                                    "\"new\"",
+                                    {},
+                                    {}});
+            ::_exit(0);
+        }
+        int status = 0;
+        QCOMPARE(::waitpid(child, &status, 0), child);
+        QVERIFY2(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL, "the writer did not reach its renames");
+
+        // Every file as it was, and nothing else in the folder that a reader could take for the cache.
+        QMap<QString, QByteArray> after;
+        for (const QFileInfo &info :
+             QDir(plan.paths.folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden))
+            after.insert(info.fileName(), readFile(info.filePath()));
+        QCOMPARE(after, (previous ? before : QMap<QString, QByteArray>()));
+        const LoadResult served = loadWithoutNetwork(plan, DeviceRoot(data.filePath(u"device"_s)), false);
+        QCOMPARE(served.servedFrom, previous ? ServedFrom::Cache : ServedFrom::Nothing);
+        QCOMPARE(served.packages.size(), previous ? 1 : 0);
     }
 };
 

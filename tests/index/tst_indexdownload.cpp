@@ -1,3 +1,4 @@
+#include "device/locallists.h"
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
 #include "index/repometa.h"
@@ -10,9 +11,50 @@
 #include "testcertificates.h"
 
 #include <QDir>
+#include <QDirIterator>
+#include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QTest>
 
+#include <cerrno>
+#include <cstring>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
 using Route = FaultServer::Route;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Every file below a folder (mounts included), by relative path, with its bytes.
+QMap<QString, QByteArray> filesBelow(const QString &folder)
+{
+    QMap<QString, QByteArray> files;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        files.insert(QDir(folder).relativeFilePath(path), readFile(path));
+    }
+    return files;
+}
+
+// An index too large for the full disk below (56 KiB, a third of it taken by the previous cache),
+// compressed into a "Packages.gz" that still fits there.
+QByteArray largeIndex(int packages)
+{
+    QRandomGenerator random(7);
+    QByteArray index;
+    for (int i = 0; i < packages; ++i) {
+        QByteArray noise(96, Qt::Uninitialized);
+        random.fillRange(reinterpret_cast<quint32 *>(noise.data()), noise.size() / 4);
+        index += "Package: large." + QByteArray::number(i) + "\nDescription: " + noise.toBase64() + ' ' +
+                 QByteArray(48, 'x') + "\n\n";
+    }
+    return index;
+}
+
+} // namespace
 
 class TestIndexDownload : public QObject
 {
@@ -25,12 +67,17 @@ class TestIndexDownload : public QObject
     std::unique_ptr<QTemporaryDir> m_data;
     const QByteArray m_index = readFile(testData(QStringLiteral("repo/Packages")));
 
-    [[nodiscard]] LoadEnvironment environment() const
+    [[nodiscard]] LoadEnvironment environment(bool offline = false) const
     {
         // Short waits: the stalling routes must not cost 30 seconds each.
         return LoadEnvironment{cacheRootIn(m_data->path()),
                                DeviceRoot(m_data->filePath(QStringLiteral("device"))),
-                               DownloadTimeouts{400, 800}};
+                               DownloadTimeouts{400, 800}, offline};
+    }
+
+    [[nodiscard]] QString listsFolder() const
+    {
+        return m_data->filePath(QStringLiteral("device/var/jb/var/lib/apt/lists/"));
     }
 
     [[nodiscard]] RepoPaths cacheOf(const QString &link) const
@@ -39,9 +86,9 @@ class TestIndexDownload : public QObject
     }
 
     // The fault server and the loader share this thread's event loop.
-    LoadResult load(const QString &link, bool force = false)
+    LoadResult load(const QString &link, bool force = false, bool offline = false)
     {
-        SourceLoader loader(environment());
+        SourceLoader loader(environment(offline));
         std::optional<LoadResult> result;
         loader.load(link, force, [&](const LoadResult &loaded) { result = loaded; });
         if (!QTest::qWaitFor([&] { return result.has_value(); }, 30000))
@@ -172,6 +219,106 @@ private Q_SLOTS:
         const LoadResult cached = load(other);
         QCOMPARE(cached.servedFrom, ServedFrom::Cache);
         QCOMPARE(cached.packages.size(), 3);
+    }
+
+    void linksWithoutAPlainFolderNameAreNotCached_data()
+    {
+        QTest::addColumn<QString>("link");
+        QTest::addColumn<QString>("cache"); // the one cache file the loads may leave, if any
+        QTest::newRow("plain name") << u"https://repo.example/"_s << u"RepoPackages/repo.example/Packages"_s;
+        QTest::newRow("scheme only") << u"https://"_s << QString();
+        QTest::newRow("dot") << u"https://./"_s << QString();
+        QTest::newRow("dot dot") << u"https://../"_s << QString();
+    }
+    // Such links came from a hand-edited or older source list. Their slug would put the cache into the
+    // cache root or the data folder itself: the list must serve them without reading or writing one.
+    void linksWithoutAPlainFolderNameAreNotCached()
+    {
+        QFETCH(QString, link);
+        QFETCH(QString, cache);
+        QVERIFY(writeFile(listsFolder() + packagesFileName(link), m_index));
+        // Another index where those slugs would have found a cache.
+        const QMap<QString, QByteArray> planted{{u"Packages"_s, "Package: planted\n"_ba},
+                                                {u"RepoPackages/Packages"_s, "Package: planted\n"_ba}};
+        for (auto file = planted.cbegin(); file != planted.cend(); ++file)
+            QVERIFY(writeFile(m_data->filePath(file.key()), file.value()));
+
+        for (const ServedFrom expected :
+             {ServedFrom::Lists, cache.isEmpty() ? ServedFrom::Lists : ServedFrom::Cache}) {
+            const LoadResult result = load(link, false, true);
+            QCOMPARE(result.servedFrom, expected);
+            QCOMPARE(result.packages.size(), 3);
+        }
+        QMap<QString, QByteArray> expected = planted;
+        if (!cache.isEmpty())
+            expected.insert(cache, m_index);
+        QMap<QString, QByteArray> files = filesBelow(m_data->path());
+        files.removeIf([](const auto &file) { return file.key().startsWith(u"device/"_s); });
+        QCOMPARE(files, expected);
+    }
+
+    void cacheOnReadOnlyOrFullDisk_data()
+    {
+        QTest::addColumn<bool>("readOnly");     // else a full disk
+        QTest::addColumn<QByteArray>("served"); // the candidate the server answers; empty: only the lists
+        QTest::newRow("read-only, network") << true << "Packages"_ba;
+        QTest::newRow("read-only, compressed network") << true << "Packages.gz"_ba;
+        QTest::newRow("read-only, lists") << true << QByteArray();
+        QTest::newRow("full, network") << false << "Packages"_ba;
+        QTest::newRow("full, compressed network") << false << "Packages.gz"_ba;
+        QTest::newRow("full, lists") << false << QByteArray();
+    }
+    // Loads still publish, the cache is left byte for byte as it was, and nothing half-written appears.
+    void cacheOnReadOnlyOrFullDisk()
+    {
+        if (qEnvironmentVariableIsEmpty("TALLOWPINE_OWN_MOUNT_NAMESPACE") || ::geteuid() != 0)
+            QSKIP("mounts over the cache: run as root by tst_indexdownload_cache_mounts");
+        QFETCH(bool, readOnly);
+        QFETCH(QByteArray, served);
+        const QByteArray index = largeIndex(240);
+        static int round = 0;
+        const QString folder = u"mounts-%1/"_s.arg(++round);
+        const QString link = served.isEmpty() ? u"http://lists.example/"_s + folder : m_faults->url(folder);
+        if (served.isEmpty())
+            QVERIFY(writeFile(listsFolder() + packagesFileName(link), index));
+        else
+            m_faults->setRoute("/" + folder.toLatin1() + served,
+                               Route{200, served.endsWith(".gz") ? rawDeflate(index) : index});
+
+        // The previous download of this source (the lists source has none yet), and another source.
+        const RepoMeta meta{u"\"old\""_s, std::nullopt, link + u"Packages"_s, 1};
+        QMap<QString, QByteArray> before{{u"other/Packages"_s, m_index},
+                                         {u"other/meta.json"_s, encodeRepoMeta(meta)}};
+        if (!served.isEmpty()) {
+            const QString own = QDir(environment().cacheRoot).relativeFilePath(cacheOf(link).folder);
+            before.insert(own + u"/Packages"_s, m_index);
+            before.insert(own + u"/Packages.gz"_s, rawDeflate(m_index));
+            before.insert(own + u"/meta.json"_s, encodeRepoMeta(meta));
+        }
+        const auto seed = [&] {
+            for (auto file = before.cbegin(); file != before.cend(); ++file) {
+                if (!writeFile(environment().cacheRoot + u"/"_s + file.key(), file.value()))
+                    return false;
+            }
+            return true;
+        };
+        const QByteArray rootPath = QFile::encodeName(environment().cacheRoot);
+        const char *root = rootPath.constData();
+        QVERIFY(QDir().mkpath(environment().cacheRoot));
+        bool ready = false;
+        if (readOnly) {
+            ready = seed() && ::mount(root, root, nullptr, MS_BIND, nullptr) == 0 &&
+                    ::mount(nullptr, root, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
+        } else {
+            ready = ::mount("tmpfs", root, "tmpfs", 0, "size=56k") == 0 && seed();
+        }
+        const auto unmount = qScopeGuard([&] { ::umount2(root, MNT_DETACH); });
+        QVERIFY2(ready, strerror(errno));
+
+        const LoadResult result = load(link);
+        QCOMPARE(result.servedFrom, served.isEmpty() ? ServedFrom::Lists : ServedFrom::Network);
+        QCOMPARE(result.packages.size(), 240);
+        QCOMPARE(filesBelow(environment().cacheRoot), before);
     }
 };
 

@@ -1,0 +1,52 @@
+#include "index/cachefiles.h"
+
+#include "index/indexlog.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSaveFile>
+
+#include <cerrno>
+#include <memory>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+void (*beforeRenameHook)() = nullptr;
+
+} // namespace
+
+bool replaceCacheFiles(const QString &folder, const QList<CacheFileContent> &files)
+{
+    if (files.isEmpty() || !QDir().mkpath(folder))
+        return false;
+    std::vector<std::unique_ptr<QSaveFile>> staged;
+    for (const CacheFileContent &file : files) {
+        auto &out = staged.emplace_back(std::make_unique<QSaveFile>(file.path));
+        // Unbuffered, and synced here rather than in commit(): a full disk must show before any file is
+        // renamed, not half-way through the renames. A file system that cannot sync at all says EINVAL.
+        if (!out->open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
+            out->write(file.bytes.data(), file.bytes.size()) != file.bytes.size() ||
+            (::fdatasync(out->handle()) != 0 && errno != EINVAL)) {
+            qCDebug(lcIndex) << "cannot write" << file.path << out->errorString();
+            return false; // the staged files go with their QSaveFile objects
+        }
+    }
+    if (beforeRenameHook)
+        beforeRenameHook();
+    if (staged.size() > 1)
+        QFile::remove(files.constLast().path);
+    // Stops at the first failure, so the validators never come back beside an index they do not describe.
+    for (const auto &out : staged) {
+        if (!out->commit())
+            return false;
+    }
+    return true;
+}
+
+void setBeforeCacheRenameHookForTests(void (*hook)())
+{
+    beforeRenameHook = hook;
+}
