@@ -12,6 +12,7 @@
 #include <QSettings>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 
 struct Platform
@@ -31,6 +32,8 @@ struct Platform
     std::FILE *diagnostics = stdout;
     // Loads never touch the network; the cache and the package managers' lists still serve.
     bool offline = false;
+    // Seconds since 1970; tests fix it so ages and times read the same on every run.
+    std::function<double()> now;
 
     // What a state object made without arguments (the one the main screen creates) uses.
     // The app sets it before loading its screens; unset parts fall back to the user's settings

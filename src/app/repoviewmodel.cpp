@@ -8,7 +8,15 @@
 #include "sources/sourceselection.h"
 #include "sources/sourcestore.h"
 
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+
+#include <QLoggingCategory>
+
 #include <cstdio>
+
+Q_LOGGING_CATEGORY(lcApp, "tallowpine.app")
 
 namespace {
 
@@ -17,6 +25,13 @@ LoadEnvironment loadEnvironment(const Platform &platform)
     const QString cacheRoot =
         platform.dataDirectory.isEmpty() ? defaultCacheRoot() : cacheRootIn(platform.dataDirectory);
     return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, platform.offline};
+}
+
+Platform withClock(Platform platform)
+{
+    if (!platform.now)
+        platform.now = [] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; };
+    return platform;
 }
 
 } // namespace
@@ -31,13 +46,20 @@ RepoViewModel::RepoViewModel(Platform platform, QObject *parent)
 
 RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> searchTimer, QObject *parent)
     : QObject(parent)
-    , m_platform(std::move(platform))
+    , m_platform(withClock(std::move(platform)))
     , m_sourceModel(new SourceListModel(this))
     , m_filteredPackagesModel(new PackageListModel(this))
     , m_loader(new SourceLoader(loadEnvironment(m_platform), this))
     , m_jobs(new BackgroundJobs(this))
+    , m_healthModel(new SourceHealthModel(m_platform.now, this))
+    , m_healthRecordsPath(QFileInfo(loadEnvironment(m_platform).cacheRoot)
+                              .dir()
+                              .filePath(QStringLiteral("SourceHealth.json")))
+    , m_healthSaveTimer(new QTimer(this))
 {
     loadSources();
+    m_healthModel->setSources(m_sources);
+    restoreHealthRecords();
     loadFavorites();
     // The start-up write of the merged source list lands now, while nothing is drawn yet, rather than
     // on the first turn of the event loop in the middle of the first load.
@@ -46,7 +68,12 @@ RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> s
     loadInstalledPackages();
 }
 
-RepoViewModel::~RepoViewModel() = default;
+RepoViewModel::~RepoViewModel()
+{
+    // Records not written yet go now: a load that ended just before quitting is not forgotten.
+    if (m_healthSaveTimer->isActive())
+        (void)writeHealthRecords(m_healthRecordsPath, m_healthModel->records());
+}
 
 QList<RepoViewModel::SelectionMode> RepoViewModel::allSelectionModes()
 {
@@ -113,6 +140,7 @@ void RepoViewModel::setSources(const QList<RepoSource> &sources)
         return;
     Q_EMIT sourcesChanged();
     refreshSourceViews();
+    m_healthModel->setSources(m_sources);
 }
 
 void RepoViewModel::setCurrentSourceLink(const QString &link)
@@ -350,6 +378,41 @@ void RepoViewModel::performHapticFeedback()
     Q_EMIT feedback();
 }
 
+void RepoViewModel::retrySource(const QString &link)
+{
+    loadPackages(link, true);
+}
+
+void RepoViewModel::copyDiagnostics(const QString &link)
+{
+    copyText(m_healthModel->diagnostics(link));
+}
+
+void RepoViewModel::recordHealth(const QString &link, const LoadHealth &health)
+{
+    m_healthModel->record(link, health);
+    // One write for a whole run of loads, on a worker.
+    if (!m_healthSaveTimer->isActive())
+        m_healthSaveTimer->start();
+}
+
+void RepoViewModel::restoreHealthRecords()
+{
+    m_healthSaveTimer->setSingleShot(true);
+    m_healthSaveTimer->setInterval(1000);
+    connect(m_healthSaveTimer, &QTimer::timeout, this, [this] {
+        m_jobs->start([path = m_healthRecordsPath, records = m_healthModel->records()] {
+            if (!writeHealthRecords(path, records))
+                qCWarning(lcApp) << "could not save the source health records to" << path;
+            return BackgroundJobs::Completion();
+        });
+    });
+    m_jobs->start([this, path = m_healthRecordsPath]() -> BackgroundJobs::Completion {
+        auto records = std::make_shared<const HealthRecords>(readHealthRecords(path));
+        return [this, records] { m_healthModel->restore(*records); };
+    });
+}
+
 void RepoViewModel::copyText(const QString &text)
 {
     m_platform.clipboard->setText(text);
@@ -490,6 +553,7 @@ void RepoViewModel::loadPackages(const QString &link, bool force,
     setLoading(link, true);
     m_loader->load(link, force, [this, link, completion = std::move(completion)](const LoadResult &result) {
         m_searchIndexes.insert(link, {result.packages, result.searchIndex});
+        recordHealth(link, result.health);
         publishPackages(link, result.packages);
         completion(result.packages);
     });
@@ -541,6 +605,10 @@ void RepoViewModel::loadAllPackages(std::function<void()> completion)
 {
     m_allPackages.clear();
     Q_EMIT allPackagesChanged();
+    m_loadTotal = int(m_sources.size());
+    m_loadDone = 0;
+    m_loadedPackageCount = 0;
+    Q_EMIT loadProgressChanged();
 
     // Each run counts its own loads; a run started while another is in flight lets the older
     // run's late results land in the new list, which is accepted.
@@ -565,6 +633,10 @@ void RepoViewModel::loadAllPackages(std::function<void()> completion)
                 [this, remaining, finish, packages] {
                     m_allPackages.append(packages, searchIndexFor(packages));
                     Q_EMIT allPackagesChanged();
+                    // A newer run restarted the count; this one's late results still add up there.
+                    m_loadDone = std::min(m_loadDone + 1, m_loadTotal);
+                    m_loadedPackageCount += packages.size();
+                    Q_EMIT loadProgressChanged();
                     if (--*remaining == 0)
                         finish();
                 },

@@ -11,12 +11,14 @@
 #include "search/packagepool.h"
 #include "search/sourcepackagesmodel.h"
 #include "sources/reposource.h"
+#include "sources/sourcehealthmodel.h"
 #include "sources/sourcelistmodel.h"
 
 #include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QStringList>
+#include <QTimer>
 #include <QVariant>
 
 #include <optional>
@@ -70,6 +72,13 @@ class RepoViewModel : public QObject
     // filteredSources and filteredPackages as rows for the screens' lists.
     Q_PROPERTY(SourceListModel *sourceModel READ sourceModel CONSTANT)
     Q_PROPERTY(PackageListModel *filteredPackagesModel READ filteredPackagesModel CONSTANT)
+    // How every source's last load ended, worst first.
+    Q_PROPERTY(SourceHealthModel *sourceHealthModel READ sourceHealthModel CONSTANT)
+    // The run of loadAllPackages() in progress: sources done of all, and the packages they brought.
+    Q_PROPERTY(bool loadInProgress READ loadInProgress NOTIFY loadProgressChanged)
+    Q_PROPERTY(int loadTotal READ loadTotal NOTIFY loadProgressChanged)
+    Q_PROPERTY(int loadDone READ loadDone NOTIFY loadProgressChanged)
+    Q_PROPERTY(int loadedPackageCount READ loadedPackageCount NOTIFY loadProgressChanged)
 
 public:
     enum SelectionMode {
@@ -144,6 +153,11 @@ public:
     [[nodiscard]] int selectedSourceCount() const { return int(m_selectedSources.size()); }
     [[nodiscard]] QString socialHandle() const;
     [[nodiscard]] SourceListModel *sourceModel() const { return m_sourceModel; }
+    [[nodiscard]] SourceHealthModel *sourceHealthModel() const { return m_healthModel; }
+    [[nodiscard]] bool loadInProgress() const { return m_loadDone < m_loadTotal; }
+    [[nodiscard]] int loadTotal() const { return m_loadTotal; }
+    [[nodiscard]] int loadDone() const { return m_loadDone; }
+    [[nodiscard]] int loadedPackageCount() const { return int(m_loadedPackageCount); }
     [[nodiscard]] PackageListModel *filteredPackagesModel() const { return m_filteredPackagesModel; }
 
     // The packages loaded for one source; empty (and nothing created) when it has none.
@@ -196,6 +210,11 @@ public:
     // The record with exactly this link, for callers that only hold a link (rows, the command line).
     Q_INVOKABLE [[nodiscard]] QVariant sourceForLink(const QString &link) const;
 
+    // The source health view's actions: a forced load, and everything known about the source copied
+    // as text for a bug report.
+    Q_INVOKABLE void retrySource(const QString &link);
+    Q_INVOKABLE void copyDiagnostics(const QString &link);
+
 Q_SIGNALS:
     void totalMatchesChanged();
     void maxResultsChanged();
@@ -220,6 +239,7 @@ Q_SIGNALS:
     void favoriteSourcesChanged();
     void isAllSelectedChanged();
     void isCopyButtonEnabledChanged();
+    void loadProgressChanged();
     // After each loadAllPackages() run, on the main thread.
     void allPackagesLoaded();
     // A light tap of feedback for the user; the screens show it as a short pulse.
@@ -239,6 +259,8 @@ private:
     void saveSources();
     void alert(const QString &message);
     void refreshSourceViews();
+    void recordHealth(const QString &link, const LoadHealth &health);
+    void restoreHealthRecords();
 
     Platform m_platform;
 
@@ -270,4 +292,10 @@ private:
     SourceLoader *m_loader = nullptr;
     BackgroundJobs *m_jobs = nullptr;
     bool m_lastAllSelected = false;
+    SourceHealthModel *m_healthModel = nullptr;
+    QString m_healthRecordsPath;
+    QTimer *m_healthSaveTimer = nullptr;
+    int m_loadTotal = 0;
+    int m_loadDone = 0;
+    qint64 m_loadedPackageCount = 0;
 };

@@ -7,6 +7,7 @@
 
 #include "device/deviceroot.h"
 #include "index/cachepaths.h"
+#include "index/loadhealth.h"
 #include "index/packageinfo.h"
 #include "index/repometa.h"
 
@@ -54,6 +55,7 @@ struct LoadResult
     // What the package filter scans, built beside the parse so that the first keystroke after a load
     // only scans. Null for an empty list.
     std::shared_ptr<const SearchIndex> searchIndex;
+    LoadHealth health;
 };
 
 [[nodiscard]] QString servedFromName(ServedFrom servedFrom);

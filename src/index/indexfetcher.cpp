@@ -3,10 +3,13 @@
 #include "common/completionqueue.h"
 #include "index/indexlog.h"
 
+#include <QDateTime>
+#include <QElapsedTimer>
 #include <QHostAddress>
 #include <QHostInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QSslError>
 #include <QTimer>
 
 #include <algorithm>
@@ -45,6 +48,32 @@ QNetworkRequest indexRequest(const QUrl &url, const std::optional<RepoMeta> &val
     return request;
 }
 
+QString failureInWords(const QVariant &status, QNetworkReply::NetworkError error, const char *failure,
+                       const QStringList &tlsErrors, const QString &errorString)
+{
+    if (failure) {
+        if (qstrcmp(failure, "took too long") == 0)
+            return QStringLiteral("timed out");
+        if (qstrcmp(failure, "cannot decode") == 0)
+            return QStringLiteral("decode failure");
+        return QString::fromLatin1(failure);
+    }
+    if (status.isValid() && status.toInt() != 200 && status.toInt() != 304)
+        return QStringLiteral("HTTP %1").arg(status.toInt());
+    switch (error) {
+    case QNetworkReply::NoError:
+        return {};
+    case QNetworkReply::TimeoutError:
+    case QNetworkReply::OperationCanceledError: // the transfer time-out ends a request this way
+        return QStringLiteral("timed out");
+    case QNetworkReply::SslHandshakeFailedError:
+        return QStringLiteral("TLS error: ") +
+               (tlsErrors.isEmpty() ? errorString : tlsErrors.join(QStringLiteral("; ")));
+    default:
+        return errorString;
+    }
+}
+
 } // namespace
 
 // One source's load while it runs. Touched by one side at a time: the network thread while a request
@@ -61,6 +90,13 @@ struct IndexFetcher::Load
     qint64 received = 0;
     const char *failure = nullptr; // why it was given up before its end
     bool drainPosted = false;      // a read of the next piece is queued
+    QStringList tlsErrors;         // the certificate problems of the request in flight
+    // What the source's health record says about the network step.
+    QElapsedTimer started; // at the first request
+    qint64 milliseconds = 0;
+    int lastStatus = 0;
+    qint64 servedBytes = 0;
+    QString problem; // why the last candidate gave nothing
 };
 
 IndexFetcher::IndexFetcher(LoadEnvironment environment, CompletionQueue *results, Finished finished)
@@ -94,8 +130,11 @@ void IndexFetcher::fetch(quint64 ticket, const QString &link, bool force)
         auto load = std::make_shared<Load>();
         load->ticket = ticket;
         load->plan = planFetch(link, force, environment);
-        if (load->plan.candidates.isEmpty())
+        if (load->plan.candidates.isEmpty()) {
+            load->problem =
+                environment.offline ? QStringLiteral("offline") : QStringLiteral("not an https link");
             return finish(load, loadWithoutNetwork(load->plan, environment.deviceRoot, false));
+        }
         return [this, load] { lookUpHost(load); };
     });
 }
@@ -115,6 +154,7 @@ void IndexFetcher::lookUpHost(const std::shared_ptr<Load> &load)
     QHostInfo::lookupHost(host, this, [this, load](const QHostInfo &info) {
         if (info.error() != QHostInfo::NoError || info.addresses().isEmpty()) {
             qCDebug(lcIndex) << info.hostName() << "cannot be looked up:" << info.errorString();
+            load->problem = QStringLiteral("host not found");
             endWithoutNetwork(load, false);
             return;
         }
@@ -135,6 +175,9 @@ void IndexFetcher::tryNextCandidate(const std::shared_ptr<Load> &load)
     load->received = 0;
     load->failure = nullptr;
     load->drainPosted = false;
+    load->tlsErrors.clear();
+    if (!load->started.isValid())
+        load->started.start();
 
     QNetworkReply *reply = m_network->get(indexRequest(url, load->plan.validators, timeouts));
     load->reply = reply;
@@ -149,6 +192,10 @@ void IndexFetcher::tryNextCandidate(const std::shared_ptr<Load> &load)
         const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
         if (length.isValid() && length.toLongLong() > kMaxIndexBodyBytes)
             giveUp(load, reply, "too large");
+    });
+    connect(reply, &QNetworkReply::sslErrors, this, [load](const QList<QSslError> &errors) {
+        for (const QSslError &error : errors)
+            load->tlsErrors.append(error.errorString());
     });
     connect(reply, &QIODevice::readyRead, this, [this, load, reply] { drain(load, reply); });
     connect(reply, &QNetworkReply::finished, this, [this, load, reply] { drain(load, reply); });
@@ -218,6 +265,9 @@ void IndexFetcher::complete(const std::shared_ptr<Load> &load, QNetworkReply *re
                      << (load->failure ? load->failure : "");
     IndexResponse response{load->current, std::exchange(load->chunks, {}), reply->rawHeader("ETag"),
                            reply->rawHeader("Last-Modified"), reply->rawHeader("Content-Encoding")};
+    load->lastStatus = status.toInt();
+    load->milliseconds = load->started.elapsed();
+    load->problem = failureInWords(status, error, load->failure, load->tlsErrors, reply->errorString());
     reply->deleteLater();
 
     const bool answered = status.isValid() && !load->failure;
@@ -229,6 +279,10 @@ void IndexFetcher::complete(const std::shared_ptr<Load> &load, QNetworkReply *re
     // the whole index.
     const bool whole =
         answered && status.toInt() == 200 && error == QNetworkReply::NoError && load->received > 0;
+    if (whole)
+        load->servedBytes = load->received;
+    else if (load->problem.isEmpty())
+        load->problem = QStringLiteral("empty answer");
     if (!whole) {
         if (load->received > kReadPieceBytes) // let a big unused body go on a worker
             m_jobs->start([unused = std::move(response)] { return BackgroundJobs::Completion(); });
@@ -237,8 +291,10 @@ void IndexFetcher::complete(const std::shared_ptr<Load> &load, QNetworkReply *re
     }
     m_jobs->start([this, load, response = std::move(response)]() mutable -> BackgroundJobs::Completion {
         std::optional<LoadResult> accepted = acceptIndexResponse(load->plan, std::move(response));
-        if (!accepted)
+        if (!accepted) {
+            load->problem = QStringLiteral("decode failure");
             return [this, load] { tryNextCandidate(load); };
+        }
         return finish(load, std::move(*accepted));
     });
 }
@@ -253,8 +309,44 @@ void IndexFetcher::endWithoutNetwork(const std::shared_ptr<Load> &load, bool not
 BackgroundJobs::Completion IndexFetcher::finish(const std::shared_ptr<Load> &load, LoadResult result)
 {
     // Runs on a worker; the completion only forwards the result from this thread to the loader's.
+    result.health = healthOf(result, *load);
     auto shared = std::make_shared<const LoadResult>(std::move(result));
     return [this, ticket = load->ticket, link = load->plan.link, shared] {
         m_results->post([finished = m_finished, ticket, link, shared] { finished(ticket, link, shared); });
     };
+}
+
+LoadHealth IndexFetcher::healthOf(const LoadResult &result, const Load &load)
+{
+    LoadHealth health;
+    health.packages = result.packages.size();
+    health.httpStatus = load.lastStatus;
+    health.milliseconds = load.milliseconds;
+    health.checkedAt = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+    switch (result.servedFrom) {
+    case ServedFrom::Network:
+        health.outcome = HealthOutcome::Downloaded;
+        health.bytes = load.servedBytes;
+        // Served as the chain says, but a body without a single package is a login page, an error
+        // page or junk, not an index.
+        if (result.packages.isEmpty())
+            health.problem = QStringLiteral("not an index");
+        return health;
+    case ServedFrom::NotModified:
+    case ServedFrom::Cache:
+        health.outcome = result.servedFrom == ServedFrom::NotModified ? HealthOutcome::NotModified
+                                                                      : HealthOutcome::FromCache;
+        if (const std::optional<RepoMeta> meta = readRepoMeta(load.plan.paths.meta))
+            health.cacheUpdatedAt = meta->updatedAt;
+        break;
+    case ServedFrom::Lists:
+        health.outcome = HealthOutcome::FromLists;
+        break;
+    case ServedFrom::Nothing:
+        health.outcome = HealthOutcome::Failed;
+        break;
+    }
+    if (result.servedFrom != ServedFrom::NotModified)
+        health.problem = load.problem.isEmpty() ? QStringLiteral("no index anywhere") : load.problem;
+    return health;
 }

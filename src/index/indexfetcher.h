@@ -44,6 +44,7 @@ private:
     void complete(const std::shared_ptr<Load> &load, QNetworkReply *reply);
     void endWithoutNetwork(const std::shared_ptr<Load> &load, bool notModified);
     [[nodiscard]] BackgroundJobs::Completion finish(const std::shared_ptr<Load> &load, LoadResult result);
+    [[nodiscard]] static LoadHealth healthOf(const LoadResult &result, const Load &load);
 
     LoadEnvironment m_environment;
     CompletionQueue *m_results = nullptr;
