@@ -9,13 +9,20 @@
 
 #include <QCoreApplication>
 
+#include <unistd.h>
+
 namespace {
 
 // Loads every source as the app does, on this process's event loop. A forced run loads each source
 // again, skipping memory and validators, as the source screen's reload does.
-std::unique_ptr<RepoViewModel> loadAll(const Platform &platform, bool force)
+std::unique_ptr<RepoViewModel> loadAll(const Platform &platform, bool force,
+                                       const std::function<void(const RepoViewModel &)> &progress = {})
 {
     auto model = std::make_unique<RepoViewModel>(platform);
+    if (progress) {
+        QObject::connect(model.get(), &RepoViewModel::loadingLinksChanged, model.get(),
+                         [&progress, model = model.get()] { progress(*model); });
+    }
     qsizetype pending = force ? model->sources().size() : 1;
     if (force) {
         for (const RepoSource &source : model->sources())
@@ -35,6 +42,21 @@ QString jsonString(const QString &text)
     return quoted;
 }
 
+// "[#########...........]  37/144 sources  52318 packages", redrawn in place.
+void drawProgress(QTextStream &err, const RepoViewModel &model)
+{
+    constexpr int kWidth = 30;
+    const qsizetype total = model.sources().size();
+    const qsizetype done = total - model.loadingLinks().size();
+    qsizetype packages = 0;
+    for (const PackageList &list : model.packagesByLink())
+        packages += list.size();
+    const int filled = total > 0 ? int(done * kWidth / total) : kWidth;
+    err << "\r[" << QString(filled, QLatin1Char('#')) << QString(kWidth - filled, QLatin1Char('.')) << "]  "
+        << done << '/' << total << " sources  " << packages << " packages\x1b[K";
+    err.flush();
+}
+
 } // namespace
 
 int loadCommand(const CliContext &context)
@@ -47,7 +69,14 @@ int loadCommand(const CliContext &context)
     if (!platform)
         return 1;
     const bool json = context.isSet(QStringLiteral("json"));
-    auto model = loadAll(*platform, context.isSet(QStringLiteral("force")));
+    // Only for a person watching: a bar in a log file or a pipe is noise.
+    const bool progress = context.isSet(QStringLiteral("progress")) && isatty(STDERR_FILENO);
+    auto model = loadAll(*platform, context.isSet(QStringLiteral("force")),
+                         progress ? [&context](const RepoViewModel &m) { drawProgress(context.err, m); }
+                                  : std::function<void(const RepoViewModel &)>());
+    if (progress)
+        context.err << "\n";
+    const SourceHealthModel &health = *model->sourceHealthModel();
 
     qsizetype total = 0;
     QHash<ServedFrom, qsizetype> bySource;
@@ -56,11 +85,19 @@ int loadCommand(const CliContext &context)
         const ServedFrom served = model->loader().lastServedFrom(source.link);
         total += count;
         ++bySource[served];
+        const LoadHealth h = health.health(source.link) ? *health.health(source.link) : LoadHealth{};
         if (json) {
             context.out << "{\"link\":" << jsonString(source.link) << ",\"served\":\""
-                        << servedFromName(served) << "\",\"packages\":" << count << "}\n";
+                        << servedFromName(served) << "\",\"packages\":" << count << ",\"outcome\":\""
+                        << healthOutcomeName(h.outcome) << "\",\"status\":" << h.httpStatus
+                        << ",\"bytes\":" << h.bytes << ",\"ms\":" << h.milliseconds
+                        << ",\"cacheUpdatedAt\":" << qint64(h.cacheUpdatedAt)
+                        << ",\"problem\":" << jsonString(h.problem) << "}\n";
         } else {
-            context.out << source.link << '\t' << servedFromName(served) << '\t' << count << '\n';
+            context.out << source.link << '\t' << servedFromName(served) << '\t' << count << '\t'
+                        << healthOutcomeName(h.outcome) << '\t' << h.httpStatus << '\t' << h.bytes << '\t'
+                        << h.milliseconds << '\t' << (h.problem.isEmpty() ? QStringLiteral("-") : h.problem)
+                        << '\n';
         }
     }
     if (json) {

@@ -267,7 +267,12 @@ void IndexFetcher::complete(const std::shared_ptr<Load> &load, QNetworkReply *re
                            reply->rawHeader("Last-Modified"), reply->rawHeader("Content-Encoding")};
     load->lastStatus = status.toInt();
     load->milliseconds = load->started.elapsed();
-    load->problem = failureInWords(status, error, load->failure, load->tlsErrors, reply->errorString());
+    // A candidate the server does not have says least about the source: a time-out or a bad
+    // certificate on another candidate is what the record keeps.
+    const QString problem = failureInWords(status, error, load->failure, load->tlsErrors, reply->errorString());
+    const bool missing = status.toInt() == 404 || status.toInt() == 410;
+    if (load->problem.isEmpty() || !missing)
+        load->problem = problem;
     reply->deleteLater();
 
     const bool answered = status.isValid() && !load->failure;
@@ -281,7 +286,7 @@ void IndexFetcher::complete(const std::shared_ptr<Load> &load, QNetworkReply *re
         answered && status.toInt() == 200 && error == QNetworkReply::NoError && load->received > 0;
     if (whole)
         load->servedBytes = load->received;
-    else if (load->problem.isEmpty())
+    else if (answered && status.toInt() == 200 && load->received == 0)
         load->problem = QStringLiteral("empty answer");
     if (!whole) {
         if (load->received > kReadPieceBytes) // let a big unused body go on a worker
@@ -329,7 +334,8 @@ LoadHealth IndexFetcher::healthOf(const LoadResult &result, const Load &load)
         health.bytes = load.servedBytes;
         // Served as the chain says, but a body without a single package is a login page, an error
         // page or junk, not an index.
-        if (result.packages.isEmpty())
+        if (std::none_of(result.packages.cbegin(), result.packages.cend(),
+                         [](const PackageInfo &p) { return p.package().has_value(); }))
             health.problem = QStringLiteral("not an index");
         return health;
     case ServedFrom::NotModified:

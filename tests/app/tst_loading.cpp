@@ -303,6 +303,41 @@ private Q_SLOTS:
         QCOMPARE(m_server->requests().size(), requests);
     }
 
+    void loadProgressAndHealthSurviveARestart()
+    {
+        TestPlatform t;
+        const QString slow = m_server->url(QStringLiteral("slow/"));
+        const QString fast = m_server->url(QStringLiteral("fast/"));
+        const QString none = QStringLiteral("http://127.0.0.1:9/none/");
+        {
+            auto m = model(t, {slow, fast, none});
+            QList<int> done;
+            connect(m.get(), &RepoViewModel::loadProgressChanged, [&] {
+                QCOMPARE(m->loadTotal(), 3);
+                done.append(m->loadDone());
+            });
+            bool finished = false;
+            m->loadAllPackages([&] { finished = true; });
+            QVERIFY(m->loadInProgress());
+            QTRY_VERIFY_WITH_TIMEOUT(finished, 10000);
+            QCOMPARE(done, (QList<int>{0, 1, 2, 3}));
+            QVERIFY(!m->loadInProgress());
+            QCOMPARE(m->loadedPackageCount(), 5);
+
+            SourceHealthModel &health = *m->sourceHealthModel();
+            health.sortWorstFirst();
+            QCOMPARE(health.index(0).data(SourceHealthModel::LinkRole).toString(), none);
+            QCOMPARE(health.index(0).data(SourceHealthModel::OutcomeRole).toString(), u"failed"_s);
+            m->copyDiagnostics(none);
+            QVERIFY(t.clipboard->texts.last().contains(u"Problem: not an https link"_s));
+        }
+        // Written as the state object went; the next one reads them back.
+        auto again = model(t, {slow, fast, none});
+        QTRY_VERIFY(again->sourceHealthModel()->health(fast));
+        QCOMPARE(again->sourceHealthModel()->health(fast)->outcome, HealthOutcome::Downloaded);
+        QCOMPARE(again->sourceHealthModel()->health(slow)->packages, 2);
+    }
+
     void loadAllWithoutSourcesCompletesOnTheNextTurn()
     {
         TestPlatform t;

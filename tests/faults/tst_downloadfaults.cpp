@@ -77,6 +77,8 @@ class TestDownloadFaults : public QObject
     std::unique_ptr<FaultServer> m_faults;
     QTcpServer m_plainHttp; // counts connections: an https source must never end up here
     int m_plainConnections = 0;
+    // The words a source's health record gives for some faults, by row.
+    QHash<QByteArray, QString> m_problems;
     quint16 m_closedPort = 0;
     const QByteArray m_index = readFile(testData(QStringLiteral("repo/Packages")));
 
@@ -150,6 +152,15 @@ private Q_SLOTS:
         QByteArray longLine =
             m_index + "\nPackage: com.example.long\nDescription: " + QByteArray(50 * 1000 * 1000, 'a') + "\n";
 
+        m_problems = {{"connection refused", u"Connection refused"_s},
+                      {"stall before headers", u"timed out"_s},
+                      {"slow drip past the request limit", u"timed out"_s},
+                      {"status 404", u"HTTP 404"_s},
+                      {"status 511", u"HTTP 511"_s},
+                      {"captive portal page with 200 everywhere", u"not an index"_s},
+                      {"empty 200", u"empty answer"_s},
+                      {"gzip body", u"decode failure"_s},
+                      {"304 without a cache", u"no index anywhere"_s}};
         row("connection refused", {}, Outcome::Kept, 0,
             QStringLiteral("https://127.0.0.1:%1/refused/").arg(m_closedPort));
         const QList<QPair<const char *, Fault>> cutOff{
@@ -250,7 +261,11 @@ private Q_SLOTS:
         const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{3000, 4000});
         QVERIFY(loaded.ended);
         QCOMPARE(loaded.healthy.packages.size(), 3);
+        QCOMPARE(loaded.healthy.health.outcome, HealthOutcome::Downloaded);
+        QCOMPARE(loaded.healthy.health.problem, QString());
         QVERIFY(!identifiers(loaded.faulty.packages).contains(QStringLiteral("smuggled")));
+        const QString problem = m_problems.value(QTest::currentDataTag());
+        QVERIFY2(loaded.faulty.health.problem.contains(problem), qPrintable(loaded.faulty.health.problem));
         QCOMPARE(m_plainConnections, plainConnections);
 
         switch (outcome) {
@@ -259,6 +274,7 @@ private Q_SLOTS:
                     loaded.faulty.servedFrom == ServedFrom::NotModified);
             QCOMPARE(identifiers(loaded.faulty.packages), (QStringList{u"seed.one"_s, u"seed.two"_s}));
             QCOMPARE(snapshot(paths.folder), before);
+            QCOMPARE(loaded.faulty.health.cacheUpdatedAt, seedMeta.updatedAt); // the cache's age
             break;
         case Outcome::Replaced: {
             QCOMPARE(loaded.faulty.servedFrom, ServedFrom::Network);
@@ -306,6 +322,7 @@ private Q_SLOTS:
         QCOMPARE(loaded.faulty.servedFrom, ServedFrom::Network);
         QCOMPARE(loaded.faulty.packages.size(), 3);
         QVERIFY(m_faults->generatedBytesSent() - sentBefore < 2 * kMaxIndexBodyBytes);
+        QCOMPARE(loaded.faulty.health.problem, QString()); // the fallback served, so nothing is wrong
     }
 
     // Every host lookup fails at once; none may hold the load until a time-out. Needs a world
