@@ -20,8 +20,9 @@ std::unique_ptr<RepoViewModel> loadAll(const Platform &platform, bool force,
 {
     auto model = std::make_unique<RepoViewModel>(platform);
     if (progress) {
-        QObject::connect(model.get(), &RepoViewModel::loadingLinksChanged, model.get(),
+        QObject::connect(model.get(), &RepoViewModel::packagesByLinkChanged, model.get(),
                          [&progress, model = model.get()] { progress(*model); });
+        progress(*model);
     }
     qsizetype pending = force ? model->sources().size() : 1;
     if (force) {
@@ -47,13 +48,19 @@ void drawProgress(QTextStream &err, const RepoViewModel &model)
 {
     constexpr int kWidth = 30;
     const qsizetype total = model.sources().size();
-    const qsizetype done = total - model.loadingLinks().size();
+    qsizetype done = 0;
     qsizetype packages = 0;
-    for (const PackageList &list : model.packagesByLink())
-        packages += list.size();
+    for (auto it = model.packagesByLink().cbegin(); it != model.packagesByLink().cend(); ++it) {
+        if (!model.loadingLinks().contains(it.key()))
+            ++done;
+        packages += it->size();
+    }
     const int filled = total > 0 ? int(done * kWidth / total) : kWidth;
     err << "\r[" << QString(filled, QLatin1Char('#')) << QString(kWidth - filled, QLatin1Char('.')) << "]  "
         << done << '/' << total << " sources  " << packages << " packages\x1b[K";
+    // The bar keeps its last state on screen; what follows starts on a line of its own.
+    if (done == total)
+        err << '\n';
     err.flush();
 }
 
@@ -74,8 +81,6 @@ int loadCommand(const CliContext &context)
     auto model = loadAll(*platform, context.isSet(QStringLiteral("force")),
                          progress ? [&context](const RepoViewModel &m) { drawProgress(context.err, m); }
                                   : std::function<void(const RepoViewModel &)>());
-    if (progress)
-        context.err << "\n";
     const SourceHealthModel &health = *model->sourceHealthModel();
 
     qsizetype total = 0;
