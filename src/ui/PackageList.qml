@@ -35,6 +35,7 @@ ListView {
             copyAlert.message = message
             copyAlert.open()
         }
+        onQrRequested: address => qrPopup.show(address)
     }
 
     AlertDialog {
@@ -42,5 +43,11 @@ ListView {
         objectName: "copyAlert"
         parent: Overlay.overlay
         title: "تم النسخ"
+    }
+
+    QrPopup {
+        id: qrPopup
+        objectName: "qrPopup"
+        parent: Overlay.overlay
     }
 }

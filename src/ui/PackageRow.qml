@@ -25,6 +25,8 @@ Control {
 
     // Asks the screen to confirm a copy; the confirmation belongs to the row, not to the state object.
     signal copyConfirmed(string message)
+    // Asks the screen to show a link as a QR code; one popup serves the whole list.
+    signal qrRequested(string address)
 
     function activate() {
         header.clicked()
@@ -92,6 +94,30 @@ Control {
                         color: Theme.white
                         font.pixelSize: 14
                         font.bold: true
+                    }
+                }
+                AbstractButton {
+                    id: sileoQr
+                    objectName: "qrSileo"
+                    implicitWidth: 26
+                    implicitHeight: 26
+                    enabled: !!row.identifier
+                    opacity: sileoQr.enabled ? (sileoQr.pressed ? 0.5 : 1) : 0.4
+                    Accessible.name: "QR code of the Sileo link"
+                    onClicked: row.qrRequested(HandoffAddresses.sileoPackage(row.identifier ?? ""))
+                    contentItem: Text {
+                        text: "QR"
+                        color: Theme.blue
+                        font.pixelSize: 11
+                        font.weight: Font.Bold
+                        horizontalAlignment: Text.AlignHCenter
+                        verticalAlignment: Text.AlignVCenter
+                    }
+                    background: Rectangle {
+                        color: "transparent"
+                        border.width: 1.5
+                        border.color: Theme.blue
+                        radius: 5
                     }
                 }
             }
@@ -171,6 +197,7 @@ Control {
         }
 
         RowLayout {
+            id: debActions
             objectName: "debActions"
             visible: !!row.filename
             spacing: 20
@@ -213,6 +240,7 @@ Control {
                 }
             }
             DebAction {
+                id: copyDebLink
                 objectName: "copyDebLink"
                 text: "Copy .deb link"
                 systemName: "link"
@@ -223,6 +251,7 @@ Control {
                 }
             }
             DebAction {
+                id: copySource
                 objectName: "copySource"
                 text: "Copy Source"
                 systemName: "doc.on.doc"
@@ -231,6 +260,57 @@ Control {
                     row.viewModel.copyText(row.sourceLink)
                     row.copyConfirmed("تم نسخ رابط السورس إلى الحافظة\nSource link copied.")
                 }
+            }
+        }
+
+        // Each link's QR code sits right under the action that hands the link off: the actions already
+        // fill a phone-wide card, so a code beside them would push the last one out of sight.
+        Item {
+            objectName: "qrActions"
+            visible: debActions.visible
+            Layout.fillWidth: true
+            Layout.topMargin: -4
+            implicitHeight: 18
+            LayoutMirroring.enabled: false
+            LayoutMirroring.childrenInherit: true
+
+            component QrAction: AbstractButton {
+                id: qr
+                property string address
+                property string what
+                implicitWidth: 22
+                implicitHeight: 18
+                enabled: qr.address !== ""
+                opacity: qr.enabled ? (qr.pressed ? 0.5 : 1) : 0.4
+                Accessible.name: "QR code of the " + qr.what
+                onClicked: row.qrRequested(qr.address)
+                contentItem: Text {
+                    text: "QR"
+                    color: Theme.blue
+                    font.pixelSize: 10
+                    font.weight: Font.Bold
+                    horizontalAlignment: Text.AlignHCenter
+                    verticalAlignment: Text.AlignVCenter
+                }
+                background: Rectangle {
+                    color: "transparent"
+                    border.width: 1
+                    border.color: Theme.blue
+                    radius: 4
+                }
+            }
+
+            QrAction {
+                objectName: "qrDebLink"
+                x: copyDebLink.x
+                address: row.debURL
+                what: ".deb link"
+            }
+            QrAction {
+                objectName: "qrSourceLink"
+                x: copySource.x
+                address: row.sourceLink
+                what: "source link"
             }
         }
     }

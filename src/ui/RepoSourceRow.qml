@@ -22,6 +22,9 @@ AbstractButton {
     // The card the arrow keys have reached while the list has the keyboard.
     readonly property bool isKeyboardCurrent: row.ListView.isCurrentItem && row.ListView.view.activeFocus
 
+    // Asks the screen to show the link as a QR code; one popup serves the whole list.
+    signal qrRequested(string address)
+
     padding: Theme.defaultPadding
     focusPolicy: Qt.StrongFocus
     Accessible.role: Accessible.ListItem
@@ -115,8 +118,8 @@ AbstractButton {
             id: actions
             Layout.fillWidth: true
             // The phone spaces these 23 apart; a narrow window closes the gaps instead of clipping.
-            readonly property real buttonsWidth: 25 + 30 * 3 + 23 + 23 + (row.isDeletable ? 25 : 0)
-            readonly property int gaps: row.isDeletable ? 6 : 5
+            readonly property real buttonsWidth: 25 + 25 + 30 * 3 + 23 + 23 + (row.isDeletable ? 25 : 0)
+            readonly property int gaps: row.isDeletable ? 7 : 6
             spacing: Math.max(4, Math.min(23, (width - buttonsWidth) / gaps))
 
             ActionButton {
@@ -126,6 +129,30 @@ AbstractButton {
                 color: Theme.blue
                 Accessible.name: "Copy link"
                 onClicked: row.viewModel.copyToClipboard(row.link)
+            }
+            AbstractButton {
+                id: qrButton
+                objectName: "qrLink"
+                anchors.verticalCenter: parent.verticalCenter
+                implicitWidth: 25
+                implicitHeight: 25
+                opacity: qrButton.pressed ? 0.5 : 1
+                Accessible.name: "QR code of the link"
+                onClicked: row.qrRequested(row.link)
+                contentItem: Text {
+                    text: "QR"
+                    color: Theme.blue
+                    font.pixelSize: 11
+                    font.weight: Font.Bold
+                    horizontalAlignment: Text.AlignHCenter
+                    verticalAlignment: Text.AlignVCenter
+                }
+                background: Rectangle {
+                    color: "transparent"
+                    border.width: 1.5
+                    border.color: Theme.blue
+                    radius: 5
+                }
             }
             CustomImageButton {
                 anchors.verticalCenter: parent.verticalCenter

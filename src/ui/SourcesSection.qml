@@ -66,6 +66,13 @@ ListView {
         viewModel: list.viewModel
         width: ListView.view.width - 2 * Theme.rowInset
         x: Theme.rowInset
+        onQrRequested: address => qrPopup.show(address)
+    }
+
+    QrPopup {
+        id: qrPopup
+        objectName: "qrPopup"
+        parent: Overlay.overlay
     }
 
     AbstractButton {

@@ -3,6 +3,7 @@
 #include "ui/assetimages.h"
 #include "ui/iconimageprovider.h"
 #include "ui/iconloader.h"
+#include "ui/qrimageprovider.h"
 
 #include <QQmlEngine>
 
@@ -30,4 +31,9 @@ QString Assets::iconSource(const QString &urlString, double radius) const
             return {};
     }
     return iconImageSource(urlString, radius);
+}
+
+QString Assets::qrSource(const QString &text) const
+{
+    return qrImageSource(text);
 }

@@ -24,4 +24,6 @@ public:
     Q_INVOKABLE QString repoImageSource(const QString &imageName, double radius = 0) const;
     // "" when the address is not one that would ever be fetched: the view shows "Tweaks" at once.
     Q_INVOKABLE QString iconSource(const QString &urlString, double radius = 0) const;
+    // The QR code of a link, for a phone to scan; "" for no link.
+    Q_INVOKABLE QString qrSource(const QString &text) const;
 };

@@ -3,6 +3,7 @@
 #include "ui/assetimages.h"
 #include "ui/iconimageprovider.h"
 #include "ui/iconloader.h"
+#include "ui/qrimageprovider.h"
 
 #include <QQmlEngine>
 #include <QQuickImageProvider>
@@ -36,4 +37,5 @@ void installImageProviders(QQmlEngine &engine, bool offline)
     limits.networkAllowed = !offline;
     auto *loader = new IconLoader(limits, &engine);
     engine.addImageProvider(QStringLiteral("icon"), new IconImageProvider(loader));
+    engine.addImageProvider(QStringLiteral("qr"), new QrImageProvider);
 }

@@ -1,5 +1,5 @@
 // Installs the image providers that the views' image sources name: "assets" for the app's own
-// pictures and "icon" for package icons from the network.
+// pictures, "icon" for package icons from the network and "qr" for QR codes of hand-off links.
 // Main thread, once per engine, before any QML that shows images is loaded.
 #pragma once
 

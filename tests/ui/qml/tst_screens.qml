@@ -292,6 +292,28 @@ Item {
             compare(last(TestWorld.openedUrls), "sileo://package/com.beta.tweak0")
         }
 
+        // Each QR action shows the very link its neighbouring action hands off, and Escape closes it.
+        function showsQr(button, popup, expected) {
+            click(button)
+            tryCompare(popup, "opened", true)
+            compare(find("qrAddress", popup.contentItem).text, expected)
+            tryCompare(find("qrImage", popup.contentItem), "status", Image.Ready)
+            verify(!find("qrUnavailable", popup.contentItem).visible)
+            keyClick(Qt.Key_Escape)
+            tryCompare(popup, "visible", false)
+        }
+        function test_qrActionsShowTheHandedOffLink() {
+            const link = TestWorld.links[1]
+            showsQr(find("qrLink", rowFor(link)), find("qrPopup", find("sourceList")), link)
+            const rows = find("sourcePackageList", openSource(link))
+            tryCompare(rows, "count", 12)
+            const row = rows.itemAtIndex(0)
+            const popup = find("qrPopup", rows)
+            showsQr(find("qrDebLink", row), popup, "https://beta.repo.test/debs/com.beta.tweak0.deb")
+            showsQr(find("qrSourceLink", row), popup, link)
+            showsQr(find("qrSileo", row), popup, "sileo://package/com.beta.tweak0")
+        }
+
         function test_scrollToTopAppearsPast400() {
             const list = find("sourceList")
             const button = find("scrollToTop")
