@@ -37,9 +37,9 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 # dpkg-shlibdeps finds the linked libraries (Qt, zlib, fontconfig, the C++ runtime). It cannot see what
 # Qt loads by name at run time: the QML modules the screens import (QtQuick, Controls with its Basic
-# style on Templates, Layouts, and WorkerScript, which QtQuick pulls in) and the fonts the screens draw
-# with (Noto for Latin and Arabic, Noto Color Emoji, Material Icons for every symbol). Without the
-# system's certificate authorities no index loads over HTTPS.
+# style on Templates, Layouts, Dialogs for the file pickers, and WorkerScript, which QtQuick pulls in)
+# and the fonts the screens draw with (Noto for Latin and Arabic, Noto Color Emoji, Material Icons for
+# every symbol). Without the system's certificate authorities no index loads over HTTPS.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(TALLOWPINE_RUNTIME_PACKAGES ca-certificates)
 if(TARGET tallowpine)
@@ -48,6 +48,7 @@ if(TARGET tallowpine)
          qml6-module-qtquick-controls
          qml6-module-qtquick-templates
          qml6-module-qtquick-layouts
+         qml6-module-qtquick-dialogs
          qml6-module-qtqml-workerscript
          fonts-noto-core
          fonts-noto-color-emoji
