@@ -19,6 +19,7 @@ Drawer {
     property var summaryLines: []
     property string exportStatus: ""
 
+    readonly property alias openDialog: openDialog
     readonly property var formats: ["list", "sources", "links"]
     readonly property var scopes: ["added", "selected", "all"]
     readonly property string format: formats[formatPicker.currentIndex]

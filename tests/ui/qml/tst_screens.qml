@@ -225,6 +225,11 @@ Item {
             compare(item("importSummary").text,
                     "Added 1, skipped 1, invalid 1.\nLine 2: رابط السورس غير صالح. (not a link)")
             verify(!vm.showAlert)
+            // The file picker's own dialog loads modules the app never links (Qt.labs.folderlistmodel).
+            click(item("openFileButton"))
+            tryCompare(sheet.openDialog, "visible", true)
+            sheet.openDialog.reject()
+            tryCompare(sheet.openDialog, "visible", false)
 
             // The sheet's export shows the user's own sources, and copies exactly that text.
             click(find("segment1", item("transferModePicker")))
