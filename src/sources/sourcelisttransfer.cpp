@@ -47,9 +47,13 @@ QStringList importSummaryLines(const SourceListImport &result)
                           .arg(result.added.size())
                           .arg(result.skipped.size())
                           .arg(result.invalid.size())};
+    // Reasons may be Arabic and the refused text anything: each is isolated, so its direction neither
+    // takes over the English around it nor turns its own punctuation round.
+    const auto isolated = [](const QString &text) { return QChar(0x2068) + text + QChar(0x2069); };
     for (const SourceListProblem &problem : result.invalid) {
-        lines.append(QStringLiteral("Line %1: %2 (%3)")
-                         .arg(QString::number(problem.line), problem.reason, problem.text));
+        lines.append(
+            QStringLiteral("Line %1: %2 (%3)")
+                .arg(QString::number(problem.line), isolated(problem.reason), isolated(problem.text)));
     }
     return lines;
 }

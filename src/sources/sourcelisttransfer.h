@@ -26,7 +26,7 @@ enum class SourceExportScope { Added, Selected, All };
                                                 const QList<RepoSource> &filtered,
                                                 const QSet<QString> &selected, SourceExportScope scope);
 
-// One line of counts, then one line per invalid line with its number and reason.
+// One line of counts, then one line per invalid line with its number, reason and text.
 [[nodiscard]] QStringList importSummaryLines(const SourceListImport &result);
 
 // For the screen: "added", "skipped", "invalid" (counts), "format" (its name), "lines" (the summary)

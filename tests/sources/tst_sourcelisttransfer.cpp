@@ -144,7 +144,7 @@ private Q_SLOTS:
             QCOMPARE(report.value(u"format"_s).toString(), u"links"_s);
             QCOMPARE(report.value(u"lines"_s).toStringList(),
                      (QStringList{u"Added 2, skipped 1, invalid 1."_s,
-                                  u"Line 3: رابط السورس غير صالح. (not a link)"_s}));
+                                  u"Line 3: \u2068رابط السورس غير صالح.\u2069 (\u2068not a link\u2069)"_s}));
             QCOMPARE(userLinks(model), (QStringList{u"https://two.example/"_s, u"https://one.example/"_s}));
             QCOMPARE(model.reloadView(), !reload);
             QVERIFY2(!model.showAlert(), "the screen shows the report; no alert on top of it");

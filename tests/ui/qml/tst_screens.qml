@@ -223,7 +223,7 @@ Item {
             compare(vm.sourceCount, before + 1)
             verify(item("importSummary").visible)
             compare(item("importSummary").text,
-                    "Added 1, skipped 1, invalid 1.\nLine 2: رابط السورس غير صالح. (not a link)")
+                    "Added 1, skipped 1, invalid 1.\nLine 2: \u2068رابط السورس غير صالح.\u2069 (\u2068not a link\u2069)")
             verify(!vm.showAlert)
             // The file picker's own dialog loads modules the app never links (Qt.labs.folderlistmodel).
             click(item("openFileButton"))
