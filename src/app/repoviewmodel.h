@@ -193,8 +193,6 @@ public:
 
     Q_INVOKABLE void addNewSource(const QString &link);
     Q_INVOKABLE void deleteSource(const RepoSource &source);
-    // The record with exactly this link, for callers that only hold a link (rows, the command line).
-    Q_INVOKABLE [[nodiscard]] QVariant sourceForLink(const QString &link) const;
 
     // Lists of sources in and out: plain links, APT ".list" or deb822 ".sources". An import adds every
     // link as addNewSource() would and answers with a report for the screen (sourcelisttransfer.h);
@@ -208,6 +206,9 @@ public:
     // Empty when written, else the error to show.
     Q_INVOKABLE QString saveSourceExport(const QString &file, const QString &format,
                                          const QString &scope) const;
+
+    // The record with exactly this link, for callers that only hold a link (rows, the command line).
+    Q_INVOKABLE [[nodiscard]] QVariant sourceForLink(const QString &link) const;
 
 Q_SIGNALS:
     void totalMatchesChanged();
