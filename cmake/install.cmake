@@ -37,7 +37,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 # dpkg-shlibdeps finds the linked libraries (Qt, zlib, fontconfig, the C++ runtime). It cannot see what
 # Qt loads by name at run time: the QML modules the screens import (QtQuick, Controls with its Basic
-# style on Templates, Layouts, and WorkerScript, which QtQuick pulls in) and the fonts the screens draw
+# style on Templates, Layouts, Dialogs for the file pickers, whose own dialog lists files through
+# Qt.labs.folderlistmodel, and WorkerScript, which QtQuick pulls in) and the fonts the screens draw
 # with (Noto for Latin and Arabic, Noto Color Emoji, Material Icons for every symbol). Without the
 # system's certificate authorities no index loads over HTTPS.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -48,6 +49,8 @@ if(TARGET tallowpine)
          qml6-module-qtquick-controls
          qml6-module-qtquick-templates
          qml6-module-qtquick-layouts
+         qml6-module-qtquick-dialogs
+         qml6-module-qt-labs-folderlistmodel
          qml6-module-qtqml-workerscript
          fonts-noto-core
          fonts-noto-color-emoji

@@ -673,3 +673,51 @@ void RepoViewModel::refreshSourceViews()
     }
     Q_EMIT isCopyButtonEnabledChanged();
 }
+
+#include "sources/sourcelistexport.h"
+#include "sources/sourcelistfile.h"
+#include "sources/sourcelisttransfer.h"
+
+QVariantMap RepoViewModel::importSourceText(const QString &text)
+{
+    const SourceListImport result = importSourceList(m_sources, text);
+    if (!result.added.isEmpty()) {
+        setSources(result.sources);
+        setReloadView(!m_reloadView);
+    }
+    return importReport(result);
+}
+
+QVariantMap RepoViewModel::importSourceFile(const QString &file)
+{
+    const SourceListFileText read = readSourceListFile(file);
+    if (!read.error.isEmpty())
+        return importFailure(read.error);
+    return importSourceText(read.text);
+}
+
+QString RepoViewModel::exportSources(const QString &format, const QString &scope) const
+{
+    const std::optional<SourceListFormat> listFormat = sourceListFormatFromName(format);
+    const std::optional<SourceExportScope> exportScope = sourceExportScopeFromName(scope);
+    if (!listFormat || !exportScope)
+        return QString();
+    return exportSourceList(sourcesToExport(m_sources, filteredSources(), m_selectedSources, *exportScope),
+                            *listFormat);
+}
+
+int RepoViewModel::exportSourceCount(const QString &scope) const
+{
+    const std::optional<SourceExportScope> exportScope = sourceExportScopeFromName(scope);
+    if (!exportScope)
+        return 0;
+    return int(sourcesToExport(m_sources, filteredSources(), m_selectedSources, *exportScope).size());
+}
+
+QString RepoViewModel::saveSourceExport(const QString &file, const QString &format,
+                                        const QString &scope) const
+{
+    if (!sourceListFormatFromName(format) || !sourceExportScopeFromName(scope))
+        return QStringLiteral("Unknown export format or scope.");
+    return writeSourceListFile(file, exportSources(format, scope));
+}

@@ -207,6 +207,20 @@ public:
 
     Q_INVOKABLE void addNewSource(const QString &link);
     Q_INVOKABLE void deleteSource(const RepoSource &source);
+
+    // Lists of sources in and out: plain links, APT ".list" or deb822 ".sources". An import adds every
+    // link as addNewSource() would and answers with a report for the screen (sourcelisttransfer.h);
+    // it shows no alert, since the report lists more than an alert can hold.
+    Q_INVOKABLE QVariantMap importSourceText(const QString &text);
+    // A path or "file:" URL; a file that cannot be read is reported the same way and changes nothing.
+    Q_INVOKABLE QVariantMap importSourceFile(const QString &file);
+    // format: "links", "list" or "sources"; scope: "added", "selected" or "all". Empty for an unknown name.
+    Q_INVOKABLE [[nodiscard]] QString exportSources(const QString &format, const QString &scope) const;
+    Q_INVOKABLE [[nodiscard]] int exportSourceCount(const QString &scope) const;
+    // Empty when written, else the error to show.
+    Q_INVOKABLE QString saveSourceExport(const QString &file, const QString &format,
+                                         const QString &scope) const;
+
     // The record with exactly this link, for callers that only hold a link (rows, the command line).
     Q_INVOKABLE [[nodiscard]] QVariant sourceForLink(const QString &link) const;
 

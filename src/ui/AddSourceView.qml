@@ -11,6 +11,9 @@ Drawer {
 
     required property RepoViewModel viewModel
 
+    // The user asked for the import (0) or export (1) of a whole list; the sheet has closed itself.
+    signal transferRequested(int mode)
+
     edge: Qt.BottomEdge
     width: parent ? parent.width : 0
     height: parent ? Math.min(parent.height - 40, Math.max(320, parent.height * 0.6)) : 0
@@ -133,6 +136,41 @@ Drawer {
                 inputMethodHints: Qt.ImhUrlCharactersOnly | Qt.ImhNoAutoUppercase | Qt.ImhNoPredictiveText
                             Accessible.name: "Source link"
                 onAccepted: sheet.add()
+            }
+        }
+
+        // Whole lists of sources, as a package manager or another device keeps them.
+        RowLayout {
+            Layout.leftMargin: 16
+            Layout.rightMargin: 16
+            Layout.topMargin: 12
+            spacing: 16
+
+            Repeater {
+                model: ["Import…", "Export…"]
+                delegate: AbstractButton {
+                    id: transferButton
+                    required property string modelData
+                    required property int index
+                    objectName: transferButton.index === 0 ? "importListButton" : "exportListButton"
+                    implicitHeight: 44
+                    focusPolicy: Qt.StrongFocus
+                    text: transferButton.modelData
+                    Accessible.name: transferButton.index === 0 ? "Import a list of sources" : "Export the sources"
+                    Keys.onReturnPressed: transferButton.clicked()
+                    Keys.onEnterPressed: transferButton.clicked()
+                    onClicked: {
+                        sheet.close()
+                        sheet.transferRequested(transferButton.index)
+                    }
+                    contentItem: Text {
+                        text: transferButton.text
+                        color: Theme.blue
+                        font.pixelSize: Theme.bodySize
+                        font.underline: transferButton.visualFocus
+                        verticalAlignment: Text.AlignVCenter
+                    }
+                }
             }
         }
 

@@ -13,6 +13,7 @@ FocusScope {
     readonly property Item mainColumn: mainLoader.item
     readonly property alias stack: stack
     readonly property alias addSheet: addSheet
+    readonly property alias transferSheet: transferSheet
     readonly property alias alert: alert
 
     function focusSearch() {
@@ -98,6 +99,19 @@ FocusScope {
         parent: Overlay.overlay
         viewModel: root.viewModel
         onClosed: root.viewModel.isAddSourcePresented = false
+        onTransferRequested: mode => root.openTransfer(mode)
+    }
+
+    SourceListTransferView {
+        id: transferSheet
+        objectName: "transferSheet"
+        parent: Overlay.overlay
+        viewModel: root.viewModel
+    }
+
+    function openTransfer(mode) {
+        transferSheet.mode = mode
+        transferSheet.open()
     }
 
     // The alert and the sheet follow the state object both ways; a popup's own visible flag would
@@ -161,8 +175,13 @@ FocusScope {
         onActivated: root.viewModel.isAddSourcePresented = true
     }
     Shortcut {
+        sequence: "Ctrl+I"
+        enabled: !transferSheet.opened && !alert.opened
+        onActivated: root.openTransfer(0)
+    }
+    Shortcut {
         sequence: "Esc"
-        enabled: stack.depth > 1 && !addSheet.opened && !alert.opened
+        enabled: stack.depth > 1 && !addSheet.opened && !transferSheet.opened && !alert.opened
         onActivated: root.goBack()
     }
 }

@@ -206,6 +206,45 @@ Item {
             verify(!vm.showAlert)
         }
 
+        function test_importAPastedListThenExportIt() {
+            const vm = screen.viewModel
+            const before = vm.sourceCount
+            openAddSheet()
+            click(addSheetItem("importListButton"))
+            tryCompare(screen.addSheet, "visible", false)
+            const sheet = screen.transferSheet
+            tryCompare(sheet, "opened", true)
+            const item = name => find(name, sheet.contentItem)
+            verify(!item("importButton").enabled)
+            verify(item("importText").area.activeFocus)
+
+            item("importText").text = "deb https://imported.repo.test/ ./\nnot a link\n" + TestWorld.links[0]
+            click(item("importButton"))
+            compare(vm.sourceCount, before + 1)
+            verify(item("importSummary").visible)
+            compare(item("importSummary").text,
+                    "Added 1, skipped 1, invalid 1.\nLine 2: \u2068رابط السورس غير صالح.\u2069 (\u2068not a link\u2069)")
+            verify(!vm.showAlert)
+            // The file picker's own dialog loads modules the app never links (Qt.labs.folderlistmodel).
+            click(item("openFileButton"))
+            tryCompare(sheet.openDialog, "visible", true)
+            sheet.openDialog.reject()
+            tryCompare(sheet.openDialog, "visible", false)
+
+            // The sheet's export shows the user's own sources, and copies exactly that text.
+            click(find("segment1", item("transferModePicker")))
+            compare(item("exportPreview").text, "deb https://imported.repo.test/ ./\n")
+            compare(item("exportCount").text, "1 source")
+            click(find("segment2", item("exportFormatPicker")))
+            click(item("copyExport"))
+            compare(last(TestWorld.clipboardTexts), "https://imported.repo.test/\n")
+            compare(item("exportStatus").text, "Copied 1 source.")
+
+            click(item("transferDone"))
+            tryCompare(sheet, "visible", false)
+            verify(rowFor("https://imported.repo.test/"))
+        }
+
         function test_sourceScreenFiltersAndComesBack() {
             const list = find("sourceList")
             list.contentY = list.originY - list.topMargin + 140
