@@ -1,5 +1,7 @@
 #include "sources/sourcelistfile.h"
 
+#include "common/regularfile.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -8,9 +10,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -41,23 +40,18 @@ SourceListFileText readSourceListFile(const QString &pathOrUrl)
         return failure(QStringLiteral("No file was chosen."));
     const QString name = displayName(path);
 
-    // O_NONBLOCK: opening a FIFO for reading would otherwise wait for a writer.
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        return failure(
-            QStringLiteral("Cannot open %1: %2.").arg(name, QString::fromLocal8Bit(std::strerror(errno))));
-    }
     QFile file;
-    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
-        return failure(QStringLiteral("Cannot open %1: %2.").arg(name, file.errorString()));
+    if (!openRegularFile(file, path)) {
+        const int error = errno;
+        const QFileInfo info(path);
+        if (info.exists() && !info.isFile())
+            return failure(QStringLiteral("%1 is not a regular file.").arg(name));
+        return failure(
+            QStringLiteral("Cannot open %1: %2.").arg(name, QString::fromLocal8Bit(std::strerror(error))));
     }
-    struct stat info = {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))
-        return failure(QStringLiteral("%1 is not a regular file.").arg(name));
     const QString tooLarge =
         QStringLiteral("%1 is larger than 1 MiB; a list of sources is much smaller.").arg(name);
-    if (info.st_size > maxSourceListFileSize)
+    if (file.size() > maxSourceListFileSize)
         return failure(tooLarge);
 
     // The file may grow after the check: read one byte past the limit to notice.
