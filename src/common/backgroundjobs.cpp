@@ -89,7 +89,15 @@ void BackgroundJobs::runOne()
     // The job's captures (downloaded bodies, parsed text) are let go here, on this thread.
     work = nullptr;
 
-    const std::lock_guard lock(m_mutex);
-    if (completion && !m_stopping)
-        m_finished->post(std::move(completion));
+    if (!completion)
+        return;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_stopping)
+            return;
+    }
+    // Outside our lock, which the main thread takes to start work: a worker that loses its core
+    // while it holds a lock makes whoever waits for that lock wait as long. The queue outlives every
+    // job (the destructor waits for them).
+    m_finished->post(std::move(completion));
 }

@@ -16,10 +16,15 @@ CompletionQueue::~CompletionQueue()
 
 void CompletionQueue::post(Completion completion)
 {
-    const std::lock_guard lock(m_mutex);
-    m_queued.push_back(std::move(completion));
-    // Posted under the lock, so it cannot race with the owner's end of a delivery.
-    if (!std::exchange(m_deliveryPosted, true))
+    bool wake = false;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_queued.push_back(std::move(completion));
+        wake = !std::exchange(m_deliveryPosted, true);
+    }
+    // Outside the lock: posting an event allocates and takes Qt's own locks, and the owner's thread
+    // must never wait on a poster that lost its core in the middle of that.
+    if (wake)
         QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
 }
 

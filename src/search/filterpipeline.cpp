@@ -88,7 +88,11 @@ void FilterPipeline::work()
         m_results.push_back(std::move(result));
         m_busy = false;
         m_wake.notify_all();
+        // Posted without our lock held: the main thread takes it to queue work and to collect
+        // results, and must not wait while this thread allocates and takes Qt's locks.
+        lock.unlock();
         QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
+        lock.lock();
     }
 }
 
