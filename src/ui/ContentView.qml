@@ -22,6 +22,13 @@ FocusScope {
             root.mainColumn.focusSearch()
     }
 
+    // The health screen over whatever is shown, once.
+    function openSourceHealth() {
+        if (stack.currentItem && stack.currentItem.objectName === "sourceHealth")
+            return
+        stack.push(healthScreenComponent)
+    }
+
     function goBack() {
         if (stack.depth > 1)
             stack.pop()
@@ -77,9 +84,19 @@ FocusScope {
     }
 
     Component {
+        id: healthScreenComponent
+        SourceHealthView {
+            objectName: "sourceHealth"
+            viewModel: root.viewModel
+            onBack: stack.pop()
+        }
+    }
+
+    Component {
         id: mainColumnComponent
         MainColumn {
             viewModel: root.viewModel
+            onHealthRequested: root.openSourceHealth()
         }
     }
 
@@ -159,6 +176,11 @@ FocusScope {
     Shortcut {
         sequence: StandardKey.New
         onActivated: root.viewModel.isAddSourcePresented = true
+    }
+    Shortcut {
+        sequence: "Ctrl+H"
+        enabled: !addSheet.opened && !alert.opened
+        onActivated: root.openSourceHealth()
     }
     Shortcut {
         sequence: "Esc"
