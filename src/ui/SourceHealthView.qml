@@ -125,6 +125,8 @@ FocusScope {
                 x: Theme.rowInset
                 implicitHeight: card.implicitHeight
                 Accessible.role: Accessible.ListItem
+                // A clicked button makes its row the current one, so the arrows go on from there.
+                onActiveFocusChanged: if (row.activeFocus) row.ListView.view.currentIndex = row.index
                 Accessible.name: row.name + ", " + row.summary + (row.problem === "" ? "" : ", " + row.problem)
 
                 Rectangle {
