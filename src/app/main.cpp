@@ -47,12 +47,18 @@ int main(int argc, char *argv[])
         QStringLiteral("search"),
         QStringLiteral("With --screenshot: type this into the shown screen's search."),
         QStringLiteral("text"));
+    const QCommandLineOption healthOption(
+        QStringLiteral("health"),
+        QStringLiteral("With --screenshot: load every source, then show the source health screen."));
+    const QCommandLineOption duringLoadOption(
+        QStringLiteral("during-load"),
+        QStringLiteral("With --screenshot: take it when half of a load of every source has answered."));
     const QCommandLineOption sizeOption(QStringLiteral("size"),
                                         QStringLiteral("Window size in logical pixels, such as 390x844."),
                                         QStringLiteral("WxH"));
     addSharedOptions(parser);
     parser.addOptions({screenshotOption, modeOption, openSourceOption, addSheetOption, addOption,
-                       searchOption, sizeOption});
+                       searchOption, healthOption, duringLoadOption, sizeOption});
 
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
@@ -82,6 +88,8 @@ int main(int argc, char *argv[])
     request.searchText = parser.value(searchOption);
     request.addLink = parser.value(addOption);
     request.addSheet = parser.isSet(addSheetOption);
+    request.health = parser.isSet(healthOption);
+    request.duringLoad = parser.isSet(duringLoadOption);
     if (parser.isSet(modeOption)) {
         request.mode = ScreenshotDriver::parseMode(parser.value(modeOption));
         if (!request.mode) {

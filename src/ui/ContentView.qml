@@ -23,6 +23,13 @@ FocusScope {
             root.mainColumn.focusSearch()
     }
 
+    // The health screen over whatever is shown, once.
+    function openSourceHealth() {
+        if (stack.currentItem && stack.currentItem.objectName === "sourceHealth")
+            return
+        stack.push(healthScreenComponent)
+    }
+
     function goBack() {
         if (stack.depth > 1)
             stack.pop()
@@ -78,9 +85,19 @@ FocusScope {
     }
 
     Component {
+        id: healthScreenComponent
+        SourceHealthView {
+            objectName: "sourceHealth"
+            viewModel: root.viewModel
+            onBack: stack.pop()
+        }
+    }
+
+    Component {
         id: mainColumnComponent
         MainColumn {
             viewModel: root.viewModel
+            onHealthRequested: root.openSourceHealth()
         }
     }
 
@@ -178,6 +195,11 @@ FocusScope {
         sequence: "Ctrl+I"
         enabled: !transferSheet.opened && !alert.opened
         onActivated: root.openTransfer(0)
+    }
+    Shortcut {
+        sequence: "Ctrl+H"
+        enabled: !addSheet.opened && !transferSheet.opened && !alert.opened
+        onActivated: root.openSourceHealth()
     }
     Shortcut {
         sequence: "Esc"

@@ -10,6 +10,9 @@ FocusScope {
     required property RepoViewModel viewModel
     readonly property bool packagesMode: column.viewModel.selectedMode === RepoViewModel.AllPackages
 
+    // The health button was pressed; the navigation belongs to the screen that holds this column.
+    signal healthRequested()
+
     function focusSearch() {
         searchField.forceActiveFocus()
         searchField.selectAll()
@@ -81,6 +84,22 @@ FocusScope {
                         font.pixelSize: 16
                         font.bold: true
                     }
+                }
+            }
+
+            AbstractButton {
+                objectName: "healthButton"
+                padding: 8
+                Accessible.name: "Source health"
+                onClicked: column.healthRequested()
+                background: Rectangle {
+                    radius: 8
+                    color: Theme.translucent(Theme.gray, 0.4)
+                }
+                contentItem: SymbolIcon {
+                    name: "stethoscope"
+                    color: Theme.blue
+                    size: Theme.title2Size + 2
                 }
             }
 
@@ -237,6 +256,49 @@ FocusScope {
                 column.viewModel.description(RepoViewModel.AllPackages)]
             currentIndex: column.viewModel.selectedMode
             onActivated: index => column.viewModel.selectedMode = index
+        }
+
+        // While every source loads: how many have answered, and how many packages they brought.
+        ColumnLayout {
+            objectName: "loadProgress"
+            visible: column.viewModel.loadInProgress
+            Layout.fillWidth: true
+            Layout.leftMargin: Theme.rowInset
+            Layout.rightMargin: Theme.rowInset
+            spacing: 3
+
+            ProgressBar {
+                id: loadBar
+                Layout.fillWidth: true
+                implicitHeight: 3
+                from: 0
+                to: Math.max(1, column.viewModel.loadTotal)
+                value: column.viewModel.loadDone
+                Accessible.name: "Loading sources"
+                background: Rectangle {
+                    radius: 1.5
+                    color: Theme.translucent(Theme.gray, 0.4)
+                }
+                contentItem: Item {
+                    Rectangle {
+                        width: loadBar.visualPosition * parent.width
+                        height: parent.height
+                        radius: 1.5
+                        color: Theme.blue
+                    }
+                }
+            }
+            Label {
+                objectName: "loadCaption"
+                Layout.fillWidth: true
+                readonly property int packageCount: column.viewModel.loadedPackageCount
+                text: column.viewModel.loadDone + " / " + column.viewModel.loadTotal + " sources · "
+                      + packageCount.toLocaleString(Qt.locale("en_US"), "f", 0)
+                      + (packageCount === 1 ? " package" : " packages")
+                color: Theme.secondaryText
+                font.pixelSize: Theme.footnoteSize
+                elide: Text.ElideRight
+            }
         }
 
         // The list: sources in the two source modes, packages in the third. Coming back to the

@@ -25,7 +25,9 @@ QtObject {
         "circle": "radio_button_unchecked",
         "questionmark.circle": "help_outline",
         "photo": "photo",
-        "chevron.backward": "arrow_back_ios"
+        "chevron.backward": "arrow_back_ios",
+        "stethoscope": "monitor_heart",
+        "arrow.clockwise": "refresh"
     })
 
     // The ligature for a system name; "" (nothing drawn) for a name missing from the map.

@@ -55,8 +55,9 @@ void ScreenshotDriver::start()
 {
     if (m_request.size)
         m_window->resize(*m_request.size);
-    if (auto *content = m_window->findChild<QQuickItem *>(QStringLiteral("contentView")))
-        m_viewModel = content->property("viewModel").value<RepoViewModel *>();
+    m_content = m_window->findChild<QQuickItem *>(QStringLiteral("contentView"));
+    if (m_content)
+        m_viewModel = m_content->property("viewModel").value<RepoViewModel *>();
     if (!m_viewModel) {
         qWarning("the main screen has no state object");
         Q_EMIT finished(false);
@@ -65,13 +66,18 @@ void ScreenshotDriver::start()
     connect(m_viewModel, &RepoViewModel::allPackagesLoaded, this, [this] { m_allLoaded = true; });
     connect(m_viewModel, &RepoViewModel::sourcePackagesReady, this, [this] { m_sourceOpened = true; });
     m_startedAt = now();
-    connect(m_window, &QQuickWindow::frameSwapped, this, [this] { QTimer::singleShot(0, this, &ScreenshotDriver::apply); },
-            Qt::SingleShotConnection);
+    connect(
+        m_window, &QQuickWindow::frameSwapped, this,
+        [this] { QTimer::singleShot(0, this, &ScreenshotDriver::apply); }, Qt::SingleShotConnection);
     m_window->requestUpdate();
 }
 
 void ScreenshotDriver::apply()
 {
+    // Connected before the mode changes: the packages list starts its load as soon as it is built.
+    if (m_request.duringLoad)
+        connect(m_viewModel, &RepoViewModel::loadProgressChanged, this,
+                &ScreenshotDriver::grabHalfwayThroughTheLoad);
     if (m_request.mode)
         m_viewModel->setSelectedMode(RepoViewModel::SelectionMode(*m_request.mode));
     if (!m_request.openSource.isEmpty())
@@ -82,14 +88,45 @@ void ScreenshotDriver::apply()
         m_viewModel->addNewSource(m_request.addLink);
     if (m_request.addSheet)
         m_viewModel->setAddSourcePresented(true);
+    if (m_request.health)
+        openHealthOnceLoaded();
+    if (m_request.duringLoad) {
+        // The bar follows a load of every source; a screen that does not start one gets one.
+        if (!m_viewModel->loadInProgress())
+            m_viewModel->loadAllPackages();
+        return;
+    }
 
     auto *timer = new QTimer(this);
     connect(timer, &QTimer::timeout, this, &ScreenshotDriver::poll);
     timer->start(50);
 }
 
+void ScreenshotDriver::openHealthOnceLoaded()
+{
+    // The health screen has something to say only about sources that have been tried.
+    const auto open = [this] {
+        QMetaObject::invokeMethod(m_content, "openSourceHealth");
+        m_healthOpened = true;
+    };
+    connect(m_viewModel, &RepoViewModel::allPackagesLoaded, this, open, Qt::SingleShotConnection);
+    if (!m_viewModel->loadInProgress())
+        m_viewModel->loadAllPackages();
+}
+
+void ScreenshotDriver::grabHalfwayThroughTheLoad()
+{
+    // Taken right here, before the next answer is counted: the picture is the load as it stands.
+    const int total = m_viewModel->loadTotal();
+    if (m_grabbed || total == 0 || m_viewModel->loadDone() * 2 < total)
+        return;
+    grab();
+}
+
 bool ScreenshotDriver::settled() const
 {
+    if (m_request.health && !m_healthOpened)
+        return false;
     if (!m_viewModel->loadingLinks().isEmpty())
         return false;
     if (m_viewModel->selectedMode() == RepoViewModel::AllPackages && !m_allLoaded)
@@ -121,6 +158,7 @@ void ScreenshotDriver::poll()
 
 void ScreenshotDriver::grab()
 {
+    m_grabbed = true;
     if (auto *timer = findChild<QTimer *>())
         timer->stop();
     const bool saved = m_window->grabWindow().save(m_request.file);

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+class QQuickItem;
 class QQuickWindow;
 class RepoViewModel;
 
@@ -19,6 +20,8 @@ struct ScreenshotRequest
     QString searchText;      // typed into the search field of whichever screen is shown
     QString addLink;         // added as the sheet would add it, so its alert shows
     bool addSheet = false;
+    bool health = false;     // the source health screen, once every source has been loaded
+    bool duringLoad = false; // taken when half of a load of every source has answered
     std::optional<QSize> size;
 };
 
@@ -44,12 +47,17 @@ private:
     void poll();
     [[nodiscard]] bool settled() const;
     void grab();
+    void openHealthOnceLoaded();
+    void grabHalfwayThroughTheLoad();
 
     QQuickWindow *m_window = nullptr;
     ScreenshotRequest m_request;
     RepoViewModel *m_viewModel = nullptr;
+    QQuickItem *m_content = nullptr;
     bool m_allLoaded = false;
     bool m_sourceOpened = false;
+    bool m_healthOpened = false;
+    bool m_grabbed = false;
     qint64 m_quietSince = -1;
     qint64 m_startedAt = 0;
 };

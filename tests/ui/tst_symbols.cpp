@@ -63,7 +63,8 @@ private Q_SLOTS:
             QStringLiteral(
                 "bird plus checkmark.square.fill square doc.on.doc star star.fill trash arrow.up.circle.fill "
                 "magnifyingglass arrow.down.circle arrow.down.circle.fill square.and.arrow.down link "
-                "checkmark.circle.fill circle questionmark.circle photo chevron.backward")
+                "checkmark.circle.fill circle questionmark.circle photo chevron.backward stethoscope "
+                "arrow.clockwise")
                 .split(u' ');
         for (const QString &name : used)
             QVERIFY2(m_map.contains(name), qPrintable(name));

@@ -376,6 +376,111 @@ Item {
             verify(!find("scrollToTop").visible)
         }
 
+        // The packages list starts a load of every source each time it appears; the bar under the
+        // mode picker follows that run and leaves when the last source has answered.
+        function loadEverySource() {
+            const vm = screen.viewModel
+            click(segment("modePicker", 2))
+            verify(vm.loadInProgress)
+            verify(find("loadProgress").visible)
+            const total = vm.sourceCount
+            compare(find("loadCaption").text, "0 / " + total + " sources · 0 packages")
+            tryCompare(vm, "loadInProgress", false, 5000)
+            verify(!find("loadProgress").visible)
+            compare(find("loadCaption").text, total + " / " + total + " sources · 47 packages")
+        }
+        function openHealth(byKeyboard) {
+            if (byKeyboard)
+                keyClick(Qt.Key_H, Qt.ControlModifier)
+            else
+                click(find("healthButton"))
+            settle(2)
+            compare(screen.stack.currentItem.objectName, "sourceHealth")
+            return screen.stack.currentItem
+        }
+        function healthRow(view, index) {
+            const list = find("healthList", view)
+            list.positionViewAtIndex(index, ListView.Contain)
+            const row = list.itemAtIndex(index)
+            verify(row, "no health row " + index)
+            return row
+        }
+
+        function test_loadProgressFollowsALoadOfEverySource() {
+            loadEverySource()
+            // A second appearance answers from memory, and the bar still comes and goes.
+            click(segment("modePicker", 1))
+            loadEverySource()
+        }
+
+        function test_sourceHealthOpensWorstFirst() {
+            // A source added now has no record, so it is laid out among the untried; its failed load
+            // moves it up only when the screen opens.
+            const added = "https://new.repo.test/sub"
+            screen.viewModel.addNewSource(added)
+            closeAlert()
+            loadEverySource()
+            for (const byKeyboard of [true, false]) {
+                const view = openHealth(byKeyboard)
+                const list = find("healthList", view)
+                compare(list.count, TestWorld.links.length + 1)
+                const outcomes = {}
+                let previousRank = -1
+                for (let i = 0; i < list.count; ++i) {
+                    const row = healthRow(view, i)
+                    verify(row.rank >= previousRank, "row " + i + " is out of order")
+                    previousRank = row.rank
+                    outcomes[row.link] = row.outcome
+                }
+                // Alpha and beta come from their cache, gamma from the device's lists (or from the
+                // cache an earlier load of it left); delta and the fillers have nothing anywhere.
+                const links = TestWorld.links
+                compare([outcomes[links[0]], outcomes[links[1]]], ["cache", "cache"])
+                verify(["lists", "cache"].includes(outcomes[links[2]]), outcomes[links[2]])
+                for (const link of links.slice(3).concat([added]))
+                    compare(outcomes[link], "failed", link)
+                // The problem is said once, in the rank's colour.
+                const worst = healthRow(view, 0)
+                verify(find("healthSummary", worst).text.includes(worst.problem + "</font>"))
+                verify(!find("healthProblem", worst).visible)
+                keyClick(Qt.Key_Escape)
+                settle(1)
+            }
+        }
+
+        function test_sourceHealthRetriesAndCopies() {
+            loadEverySource()
+            const view = openHealth(true)
+            const vm = screen.viewModel
+            const first = healthRow(view, 0)
+            const link = first.link
+
+            // Every source has answered once, so a load that shows is a forced one.
+            click(find("retry", first))
+            verify(Array.from(vm.loadingLinks).includes(link))
+            verify(find("busy", first).visible)
+            tryVerify(() => !find("busy", first).visible, 5000)
+            compare(healthRow(view, 0).link, link, "the row stays where it was")
+
+            // The keys: down to the next row's retry, across to its copy, Enter to press it.
+            const list = find("healthList", view)
+            list.forceActiveFocus()
+            verify(find("retry", healthRow(view, 0)).activeFocus)
+            keyClick(Qt.Key_Down)
+            compare(list.currentIndex, 1)
+            const second = healthRow(view, 1)
+            keyClick(Qt.Key_Right)
+            verify(find("copyDiagnostics", second).activeFocus)
+            keyClick(Qt.Key_Return)
+            verify(last(TestWorld.clipboardTexts).includes(second.link))
+            verify(last(TestWorld.clipboardTexts).includes("\n"), "the diagnostics run to several lines")
+            closeAlert("تم نسخ تشخيص السورس إلى الحافظة\nSource diagnostics copied.",
+                       find("diagnosticsCopied", view))
+
+            click(find("healthBackButton", view))
+            settle(1)
+        }
+
         function test_rendersEveryMainState_data() {
             return [{tag: "all sources", mode: 1}, {tag: "favourites", mode: 0}, {tag: "all packages", mode: 2}]
         }
