@@ -1,14 +1,11 @@
 #include "common/backgroundjobs.h"
 
+#include "common/threadpriority.h"
+
 #include <QRunnable>
 #include <QThread>
 
 #include <algorithm>
-
-#if defined(Q_OS_LINUX)
-#include <sys/resource.h>
-#include <unistd.h>
-#endif
 
 namespace {
 
@@ -17,13 +14,11 @@ namespace {
 // one of our locks could then wait indefinitely for a core while the main thread waits for it.)
 void yieldToTheMainThread()
 {
-#if defined(Q_OS_LINUX)
     thread_local bool lowered = false;
     if (!lowered) {
-        setpriority(PRIO_PROCESS, id_t(gettid()), 19);
+        setThisThreadNice(19);
         lowered = true;
     }
-#endif
 }
 
 } // namespace

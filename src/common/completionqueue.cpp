@@ -9,21 +9,24 @@ CompletionQueue::CompletionQueue(QObject *parent)
 
 CompletionQueue::~CompletionQueue()
 {
-    // Orders the last post before what is freed here, in a way ThreadSanitizer can see.
-    const std::lock_guard lock(m_mutex);
+    // Orders the last post, wake-up included, before what is freed here, in a way ThreadSanitizer
+    // can see.
+    const std::scoped_lock lock(m_postingMutex, m_mutex);
     m_queued.clear();
 }
 
 void CompletionQueue::post(Completion completion)
 {
+    // Only posters and the end of this queue take this one; the owner's thread never waits on it.
+    const std::lock_guard posting(m_postingMutex);
     bool wake = false;
     {
         const std::lock_guard lock(m_mutex);
         m_queued.push_back(std::move(completion));
         wake = !std::exchange(m_deliveryPosted, true);
     }
-    // Outside the lock: posting an event allocates and takes Qt's own locks, and the owner's thread
-    // must never wait on a poster that lost its core in the middle of that.
+    // Outside the lock the owner takes: posting an event allocates and takes Qt's own locks, and the
+    // owner's thread must never wait on a poster that lost its core in the middle of that.
     if (wake)
         QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
 }

@@ -29,6 +29,7 @@ public:
 private:
     Q_INVOKABLE void deliver();
 
+    std::mutex m_postingMutex; // held by a poster until its wake-up is posted
     std::mutex m_mutex;
     std::deque<Completion> m_queued; // guarded by m_mutex
     bool m_deliveryPosted = false;   // guarded by m_mutex

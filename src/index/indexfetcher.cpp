@@ -1,6 +1,7 @@
 #include "index/indexfetcher.h"
 
 #include "common/completionqueue.h"
+#include "common/threadpriority.h"
 #include "index/indexlog.h"
 
 #include <QDateTime>
@@ -122,6 +123,9 @@ void IndexFetcher::fetch(quint64 ticket, const QString &link, bool force)
 {
     // Made on first use rather than in the constructor, so that they belong to this thread.
     if (!m_network) {
+        // Below the thread that draws, which must never queue behind socket and TLS work; Qt's own
+        // HTTP thread, started from here, inherits it.
+        setThisThreadNice(10);
         m_network = new QNetworkAccessManager(this);
         m_network->setAutoDeleteReplies(false);
         m_jobs = new BackgroundJobs(this);
@@ -269,7 +273,8 @@ void IndexFetcher::complete(const std::shared_ptr<Load> &load, QNetworkReply *re
     load->milliseconds = load->started.elapsed();
     // A candidate the server does not have says least about the source: a time-out or a bad
     // certificate on another candidate is what the record keeps.
-    const QString problem = failureInWords(status, error, load->failure, load->tlsErrors, reply->errorString());
+    const QString problem =
+        failureInWords(status, error, load->failure, load->tlsErrors, reply->errorString());
     const bool missing = status.toInt() == 404 || status.toInt() == 410;
     if (load->problem.isEmpty() || !missing)
         load->problem = problem;

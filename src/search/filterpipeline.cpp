@@ -1,10 +1,16 @@
 #include "search/filterpipeline.h"
 
+#include "common/threadpriority.h"
+
 FilterPipeline::FilterPipeline(std::unique_ptr<DebounceTimer> textTimer, QObject *parent)
     : QObject(parent)
     , m_textTimer(textTimer ? std::move(textTimer) : std::make_unique<QtDebounceTimer>(textPauseMilliseconds))
 {
-    m_worker = std::thread([this] { work(); });
+    m_worker = std::thread([this] {
+        // Typing's results come from here, but never ahead of drawing them.
+        setThisThreadNice(5);
+        work();
+    });
     // The search text starts out empty and, like any typing, counts once it has settled.
     setSearchText(QString());
 }
@@ -86,13 +92,14 @@ void FilterPipeline::work()
 
         lock.lock();
         m_results.push_back(std::move(result));
-        m_busy = false;
-        m_wake.notify_all();
         // Posted without our lock held: the main thread takes it to queue work and to collect
-        // results, and must not wait while this thread allocates and takes Qt's locks.
+        // results, and must not wait while this thread allocates and takes Qt's locks. Posted
+        // before this thread counts as idle, so whoever waits for idle finds the result queued.
         lock.unlock();
         QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
         lock.lock();
+        m_busy = false;
+        m_wake.notify_all();
     }
 }
 
