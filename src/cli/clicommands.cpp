@@ -14,7 +14,7 @@ struct Usage
     const char *summary;
 };
 
-struct CommandSpec
+struct CommandEntry
 {
     const char *name;
     Command run;
@@ -53,9 +53,9 @@ const QList<QCommandLineOption> &commandOptions()
     return options;
 }
 
-const QList<CommandSpec> &commands()
+const QList<CommandEntry> &commands()
 {
-    static const QList<CommandSpec> table{
+    static const QList<CommandEntry> table{
         {"sources",
          sourcesCommand,
          {{"sources [--json]", "list the sources as the app loads them"},
@@ -94,11 +94,11 @@ const QList<CommandSpec> &commands()
     return table;
 }
 
-const CommandSpec *findCommand(const QString &name)
+const CommandEntry *findCommand(const QString &name)
 {
-    for (const CommandSpec &spec : commands()) {
-        if (name == QLatin1String(spec.name))
-            return &spec;
+    for (const CommandEntry &entry : commands()) {
+        if (name == QLatin1String(entry.name))
+            return &entry;
     }
     return nullptr;
 }
@@ -110,10 +110,10 @@ QString padded(const QString &text)
                                 : text + QLatin1String("\n") + QString(column + 2, u' ');
 }
 
-QString usageLines(const CommandSpec &spec)
+QString usageLines(const CommandEntry &entry)
 {
     QString text;
-    for (const Usage &usage : spec.usages)
+    for (const Usage &usage : entry.usages)
         text += QLatin1String("  ") + padded(QLatin1String(usage.synopsis)) + QLatin1String("  ") +
                 QLatin1String(usage.summary) + QLatin1Char('\n');
     return text;
@@ -134,8 +134,8 @@ QString optionLine(const QCommandLineOption &option)
 QString generalUsage()
 {
     QString text = QStringLiteral("usage: tallowpine-cli [options] <command>\n\ncommands:\n");
-    for (const CommandSpec &spec : commands())
-        text += usageLines(spec);
+    for (const CommandEntry &entry : commands())
+        text += usageLines(entry);
     return text +
            QStringLiteral("\n"
                           "options shared by every command:\n"
@@ -149,20 +149,20 @@ QString generalUsage()
 }
 
 // One synopsis a line with its summary under it, for reading one command at a time.
-QString synopses(const CommandSpec &spec)
+QString synopses(const CommandEntry &entry)
 {
     QString text = QStringLiteral("usage:\n");
-    for (const Usage &usage : spec.usages)
+    for (const Usage &usage : entry.usages)
         text += QLatin1String("  tallowpine-cli ") + QLatin1String(usage.synopsis) +
                 QLatin1String("\n      ") + QLatin1String(usage.summary) + QLatin1Char('\n');
     return text;
 }
 
-QString commandHelp(const CommandSpec &spec)
+QString commandHelp(const CommandEntry &entry)
 {
-    QString text = synopses(spec) + QStringLiteral("\noptions:\n");
+    QString text = synopses(entry) + QStringLiteral("\noptions:\n");
     for (const QCommandLineOption &option : commandOptions()) {
-        if (spec.options.contains(option.names().constLast()) ||
+        if (entry.options.contains(option.names().constLast()) ||
             option.names().contains(QLatin1String("help")))
             text += optionLine(option);
     }
@@ -175,8 +175,8 @@ QString commandHelp(const CommandSpec &spec)
 
 QString commandUsage(const QString &command)
 {
-    const CommandSpec *spec = findCommand(command);
-    return spec ? synopses(*spec) : generalUsage();
+    const CommandEntry *entry = findCommand(command);
+    return entry ? synopses(*entry) : generalUsage();
 }
 
 int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err)
@@ -191,7 +191,7 @@ int runCli(const QStringList &arguments, QTextStream &out, QTextStream &err)
 
     QStringList args = parser.positionalArguments();
     const QString name = args.isEmpty() ? QString() : args.takeFirst();
-    const CommandSpec *command = findCommand(name);
+    const CommandEntry *command = findCommand(name);
     if (!command && !name.isEmpty()) {
         err << "unknown command: " << name << '\n' << generalUsage();
         return 1;
