@@ -142,11 +142,7 @@ private Q_SLOTS:
         QCOMPARE(model.selectedSources(), linksOf(model.filteredSources()));
         QVERIFY(model.isAllSelected());
 
-        model.setSearchText(QString());
-        model.selectAll();
-        model.copySelectedSources();
-        QCOMPARE(t.clipboard->texts.constLast().count(QLatin1Char('\n')), all.size() - 1);
-        QVERIFY(!t.clipboard->texts.constLast().endsWith(QLatin1Char('\n')));
+        // Copying every source is the screens test's; here what copying nothing says.
         model.deselectAll();
         model.copySelectedSources();
         QCOMPARE(t.clipboard->texts.constLast(), QString());
