@@ -194,17 +194,14 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::addColumn<QStringList>("out");
         QTest::addColumn<QStringList>("err");
-        const QString list = testData(u"sources/tweaks.list"_s);
-        QTest::newRow("list file") << QStringList{list} << QByteArray() << 1
-                                   << QStringList{u"added\t6\thttps://apt.procurs.us/"_s,
-                                                  u"added\t7\thttp://apt.thebigboss.org/repofiles/cydia/"_s,
-                                                  u"added\t8\thttps://repo.example.com/tweaks/beta/"_s,
-                                                  u"skipped\t2\thttps://repo.chariz.com/"_s,
-                                                  u"skipped\t3\thttps://havoc.app/"_s,
-                                                  u"skipped\t10\thttps://REPO.CHARIZ.COM/"_s,
-                                                  u"list: 3 added, 3 skipped, 4 invalid"_s}
-                                   << QStringList{u"invalid\t11\t"_s, u"invalid\t12\t"_s, u"invalid\t13\t"_s,
-                                                  u"invalid\t14\t"_s};
+        // Which lines a file gives is the list code's test; this is how the command reports them.
+        QTest::newRow("file") << QStringList{testData(u"sources/pasted.txt"_s)} << QByteArray() << 1
+                              << QStringList{u"added\t1\thttps://repo.one.example/"_s,
+                                             u"added\t2\thttps://repo.two.example/apt/"_s,
+                                             u"added\t6\thttps://mixed.example.com/"_s,
+                                             u"skipped\t4\tHTTPS://REPO.ONE.EXAMPLE"_s,
+                                             u"links: 3 added, 1 skipped, 2 invalid"_s}
+                              << QStringList{u"invalid\t5\t"_s, u"invalid\t7\t"_s};
         QTest::newRow("stdin, only duplicates")
             << QStringList{u"-"_s} << QByteArray("https://new.example.com/\nhttps://NEW.example.com\n") << 0
             << QStringList{u"added\t1\thttps://new.example.com/"_s, u"skipped\t2\thttps://NEW.example.com"_s,
