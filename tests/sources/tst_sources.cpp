@@ -242,9 +242,6 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("stored");
         QTest::newRow("truncated JSON")
             << QVariant(QByteArray("[{\"id\":\"u\",\"name\":\"U\",\"link\":\"https://u.ex"));
-        QTest::newRow("record missing a key")
-            << QVariant(QByteArray("[{\"id\":\"u\",\"name\":\"U\",\"link\":\"l\",\"imageName\":\"m\"}]"));
-        QTest::newRow("a number") << QVariant(42);
         QTest::newRow("a list") << QVariant(QStringList{u"a"_s, u"b"_s});
     }
     void unreadableSourcesAreSetAsideNotLost()
