@@ -313,24 +313,6 @@ Item {
             verify(list.currentItem.isSelected)
         }
 
-        function test_packageRowActions() {
-            const rows = find("sourcePackageList", openSource(TestWorld.links[1]))
-            tryCompare(rows, "count", 12)
-            const row = rows.itemAtIndex(0)
-            const deb = "https://beta.repo.test/debs/com.beta.tweak0.deb"
-            compare(find("badge", row).text, "GET")
-            verify(!find("installedMark", row).visible)
-
-            click(find("copyDebLink", row))
-            compare(last(TestWorld.clipboardTexts), deb)
-            closeAlert("تم نسخ رابط الحزمة إلى الحافظة\nPackage deb link copied.", find("copyAlert", rows))
-
-            click(find("downloadDeb", row))
-            compare(last(TestWorld.openedUrls), deb)
-            click(find("packageHeader", row))
-            compare(last(TestWorld.openedUrls), "sileo://package/com.beta.tweak0")
-        }
-
         // Each QR action shows the very link its neighbouring action hands off, and Escape closes it.
         function showsQr(button, popup, expected) {
             click(button)
@@ -341,16 +323,29 @@ Item {
             keyClick(Qt.Key_Escape)
             tryCompare(popup, "visible", false)
         }
-        function test_qrActionsShowTheHandedOffLink() {
+        function test_packageRowActionsAndTheirQrCodes() {
             const link = TestWorld.links[1]
             showsQr(find("qrLink", rowFor(link)), find("qrPopup", find("sourceList")), link)
             const rows = find("sourcePackageList", openSource(link))
             tryCompare(rows, "count", 12)
             const row = rows.itemAtIndex(0)
+            const deb = "https://beta.repo.test/debs/com.beta.tweak0.deb"
+            const sileo = "sileo://package/com.beta.tweak0"
+            compare(find("badge", row).text, "GET")
+            verify(!find("installedMark", row).visible)
+
+            click(find("copyDebLink", row))
+            compare(last(TestWorld.clipboardTexts), deb)
+            closeAlert("تم نسخ رابط الحزمة إلى الحافظة\nPackage deb link copied.", find("copyAlert", rows))
+            click(find("downloadDeb", row))
+            compare(last(TestWorld.openedUrls), deb)
+            click(find("packageHeader", row))
+            compare(last(TestWorld.openedUrls), sileo)
+
             const popup = find("qrPopup", rows)
-            showsQr(find("qrDebLink", row), popup, "https://beta.repo.test/debs/com.beta.tweak0.deb")
+            showsQr(find("qrDebLink", row), popup, deb)
             showsQr(find("qrSourceLink", row), popup, link)
-            showsQr(find("qrSileo", row), popup, "sileo://package/com.beta.tweak0")
+            showsQr(find("qrSileo", row), popup, sileo)
         }
 
         function test_scrollToTopAppearsPast400() {
