@@ -16,6 +16,8 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QRandomGenerator>
+#include <QScopeGuard>
+#include <QSslConfiguration>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
@@ -355,6 +357,28 @@ private Q_SLOTS:
     }
 
     // Closing while requests hang: nothing is delivered afterwards, nothing crashes.
+    // Verification stays on: a server whose authority is not trusted serves nothing, and the source's
+    // record names the certificate problem.
+    void anUntrustedServerIsATlsError()
+    {
+        const QSslConfiguration trusted = QSslConfiguration::defaultConfiguration();
+        QSslConfiguration withoutTestCa = trusted;
+        withoutTestCa.setCaCertificates(QSslConfiguration::systemCaCertificates());
+        QSslConfiguration::setDefaultConfiguration(withoutTestCa);
+        const auto restore = qScopeGuard([&] { QSslConfiguration::setDefaultConfiguration(trusted); });
+        m_faults->setRoute("/untrusted/Packages", Route{200, m_index});
+        QTemporaryDir data;
+        const QString root = cacheRootIn(data.path());
+        SourceLoader loader(
+            LoadEnvironment{root, DeviceRoot(data.filePath(u"device"_s)), DownloadTimeouts{3000, 4000}});
+        std::optional<LoadResult> result;
+        loader.load(m_faults->url(u"untrusted/"_s), false, [&](const LoadResult &r) { result = r; });
+        QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 30000);
+        QCOMPARE(result->servedFrom, ServedFrom::Nothing);
+        QVERIFY2(result->health.problem.startsWith(u"TLS error: "_s), qPrintable(result->health.problem));
+        QVERIFY(result->health.problem.contains(u"certificate"_s, Qt::CaseInsensitive));
+    }
+
     void aLoaderClosedMidLoadDeliversNothing()
     {
         m_faults->setRoute("/closing/Packages.gz", Route{200, m_index, {}, Fault::StallBeforeHeaders});
