@@ -34,8 +34,10 @@ QNetworkRequest indexRequest(const QUrl &url, const std::optional<RepoMeta> &val
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
-    // One request per connection: whatever a server sends after its answer dies with the connection
-    // and can never be read as the answer to the next request.
+    // One request per connection: a server that honours this closes the connection after its answer,
+    // so nothing it sends afterwards can be read as the answer to the next request. (One that keeps
+    // the connection open anyway can only answer requests made to itself: connections are never
+    // shared between hosts.)
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     request.setRawHeader("Connection", "close");
     request.setTransferTimeout(timeouts.requestMilliseconds);
@@ -97,7 +99,7 @@ struct IndexFetcher::Load
     qint64 milliseconds = 0;
     int lastStatus = 0;
     qint64 servedBytes = 0;
-    QString problem; // why the last candidate gave nothing
+    QString problem; // the most telling reason a candidate gave nothing
 };
 
 IndexFetcher::IndexFetcher(LoadEnvironment environment, CompletionQueue *results, Finished finished)
