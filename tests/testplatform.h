@@ -46,6 +46,6 @@ struct TestPlatform
     {
         return Platform{
             settings, clipboard,    opener, dir.path(), DeviceRoot(dir.filePath(QStringLiteral("device"))),
-            {},       std::nullopt, stdout};
+            {},       std::nullopt, stdout, false,      {}};
     }
 };

@@ -5,13 +5,15 @@
 #include "index/cachepaths.h"
 #include "sources/defaultsources.h"
 #include "sources/sourceediting.h"
+#include "sources/sourcelistexport.h"
+#include "sources/sourcelistfile.h"
+#include "sources/sourcelisttransfer.h"
 #include "sources/sourceselection.h"
 #include "sources/sourcestore.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-
 #include <QLoggingCategory>
 
 #include <cstdio>
@@ -59,7 +61,7 @@ RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> s
 {
     loadSources();
     m_healthModel->setSources(m_sources);
-    restoreHealthRecords();
+    setupHealthRecords();
     loadFavorites();
     // The start-up write of the merged source list lands now, while nothing is drawn yet, rather than
     // on the first turn of the event loop in the middle of the first load.
@@ -396,7 +398,7 @@ void RepoViewModel::recordHealth(const QString &link, const LoadHealth &health)
         m_healthSaveTimer->start();
 }
 
-void RepoViewModel::restoreHealthRecords()
+void RepoViewModel::setupHealthRecords()
 {
     m_healthSaveTimer->setSingleShot(true);
     m_healthSaveTimer->setInterval(1000);
@@ -673,10 +675,6 @@ void RepoViewModel::refreshSourceViews()
     }
     Q_EMIT isCopyButtonEnabledChanged();
 }
-
-#include "sources/sourcelistexport.h"
-#include "sources/sourcelistfile.h"
-#include "sources/sourcelisttransfer.h"
 
 QVariantMap RepoViewModel::importSourceText(const QString &text)
 {

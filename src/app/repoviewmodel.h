@@ -274,7 +274,8 @@ private:
     void alert(const QString &message);
     void refreshSourceViews();
     void recordHealth(const QString &link, const LoadHealth &health);
-    void restoreHealthRecords();
+    // Reads the records kept from earlier runs and saves new ones a second after they come.
+    void setupHealthRecords();
 
     Platform m_platform;
 

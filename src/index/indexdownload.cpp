@@ -20,7 +20,7 @@ namespace {
 
 LoadResult indexed(PackageList packages, ServedFrom servedFrom)
 {
-    LoadResult result{std::move(packages), servedFrom, nullptr};
+    LoadResult result{std::move(packages), servedFrom, nullptr, {}};
     if (!result.packages.isEmpty())
         result.searchIndex = std::make_shared<const SearchIndex>(result.packages);
     return result;

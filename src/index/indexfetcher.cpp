@@ -349,7 +349,10 @@ LoadHealth IndexFetcher::healthOf(const LoadResult &result, const Load &load)
     case ServedFrom::Cache:
         health.outcome = result.servedFrom == ServedFrom::NotModified ? HealthOutcome::NotModified
                                                                       : HealthOutcome::FromCache;
-        if (const std::optional<RepoMeta> meta = readRepoMeta(load.plan.paths.meta))
+        // The validators read for the requests are that same record; it is read here only when no
+        // request was made (offline, forced).
+        if (const std::optional<RepoMeta> meta =
+                load.plan.validators ? load.plan.validators : readRepoMeta(load.plan.paths.meta))
             health.cacheUpdatedAt = meta->updatedAt;
         break;
     case ServedFrom::Lists:

@@ -1,12 +1,13 @@
 #include "index/loadhealth.h"
 
 #include "common/regularfile.h"
+#include "index/cachefiles.h"
 
 #include <QDateTime>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
-#include <QSaveFile>
 
 namespace {
 
@@ -175,9 +176,6 @@ HealthRecords readHealthRecords(const QString &path)
 
 bool writeHealthRecords(const QString &path, const HealthRecords &records)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
     const QByteArray bytes = encodeHealthRecords(records);
-    return file.write(bytes) == bytes.size() && file.commit();
+    return replaceCacheFiles(QFileInfo(path).path(), {{path, bytes}});
 }

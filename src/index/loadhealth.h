@@ -50,6 +50,6 @@ using HealthRecords = QHash<QString, LoadHealth>; // by source link
 [[nodiscard]] HealthRecords decodeHealthRecords(QByteArrayView json);
 
 // The records file beside the cache folder. Reading takes regular files of at most 1 MiB only;
-// writing replaces the file whole or leaves the old one.
+// writing replaces the file whole or leaves the old one, and makes its folder on a first run.
 [[nodiscard]] HealthRecords readHealthRecords(const QString &path);
 [[nodiscard]] bool writeHealthRecords(const QString &path, const HealthRecords &records);
