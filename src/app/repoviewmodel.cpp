@@ -3,6 +3,7 @@
 #include "device/installedpackages.h"
 #include "handoff/handofflinks.h"
 #include "index/cachepaths.h"
+#include "search/packagerows.h"
 #include "sources/defaultsources.h"
 #include "sources/sourceediting.h"
 #include "sources/sourcelistexport.h"
@@ -217,15 +218,12 @@ void RepoViewModel::setSelectedArchitecture(const std::optional<QString> &archit
 
 QVariant RepoViewModel::selectedArchitectureVariant() const
 {
-    return m_selectedArchitecture ? QVariant(*m_selectedArchitecture) : QVariant();
+    return PackageRows::architectureVariant(m_selectedArchitecture);
 }
 
 void RepoViewModel::setSelectedArchitectureVariant(const QVariant &architecture)
 {
-    if (architecture.isNull() || !architecture.isValid())
-        setSelectedArchitecture(std::nullopt);
-    else
-        setSelectedArchitecture(architecture.toString());
+    setSelectedArchitecture(PackageRows::architectureFromVariant(architecture));
 }
 
 void RepoViewModel::setAddSourcePresented(bool value)

@@ -8,6 +8,8 @@
 #include <QSet>
 #include <QVariant>
 
+#include <optional>
+
 struct PackageRows
 {
     enum Role {
@@ -27,4 +29,16 @@ struct PackageRows
     // Absent fields are null, so a row can tell "N/A" from an empty value; texts are left raw.
     [[nodiscard]] static QVariant data(const PackageInfo &package, int role, const QSet<QString> &installed);
     [[nodiscard]] static QHash<int, QByteArray> roleNames();
+
+    // The architecture pickers' value as QML sees it: null for "all architectures".
+    [[nodiscard]] static QVariant architectureVariant(const std::optional<QString> &architecture)
+    {
+        return architecture ? QVariant(*architecture) : QVariant();
+    }
+    [[nodiscard]] static std::optional<QString> architectureFromVariant(const QVariant &architecture)
+    {
+        if (architecture.isNull() || !architecture.isValid())
+            return std::nullopt;
+        return architecture.toString();
+    }
 };

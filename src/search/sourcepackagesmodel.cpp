@@ -51,15 +51,12 @@ void SourcePackagesModel::setSelectedArchitecture(const std::optional<QString> &
 
 QVariant SourcePackagesModel::selectedArchitectureVariant() const
 {
-    return m_query.architecture ? QVariant(*m_query.architecture) : QVariant();
+    return PackageRows::architectureVariant(m_query.architecture);
 }
 
 void SourcePackagesModel::setSelectedArchitectureVariant(const QVariant &architecture)
 {
-    if (architecture.isNull() || !architecture.isValid())
-        setSelectedArchitecture(std::nullopt);
-    else
-        setSelectedArchitecture(architecture.toString());
+    setSelectedArchitecture(PackageRows::architectureFromVariant(architecture));
 }
 
 void SourcePackagesModel::setShowOnlyInstalled(bool value)
