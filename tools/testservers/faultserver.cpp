@@ -78,7 +78,7 @@ void FaultServer::serve(QTcpSocket *socket)
                                            lines.at(i).mid(colon + 1).trimmed());
             }
             m_requests.append(request);
-            answer(socket, request.path);
+            answer(socket, request);
             if (socket->state() != QAbstractSocket::ConnectedState)
                 return;
         }
@@ -86,9 +86,11 @@ void FaultServer::serve(QTcpSocket *socket)
     });
 }
 
-void FaultServer::answer(QTcpSocket *socket, const QByteArray &path)
+void FaultServer::answer(QTcpSocket *socket, const Request &request)
 {
-    const Route route = m_routes.value(path, Route{404, "not here\n", {}, Fault::None});
+    Route route = m_routes.value(request.path, Route{404, "not here\n", {}, Fault::None});
+    if (route.closesWhenAsked)
+        route.keepAlive = !request.headers.value("connection").toLower().contains("close");
     if (route.fault == Fault::Reset) {
         socket->abort();
         return;
@@ -167,12 +169,23 @@ void FaultServer::answer(QTcpSocket *socket, const QByteArray &path)
         sendGenerated(socket);
         return;
     }
-    socket->write(route.body + route.after);
-    socket->flush();
     // Bytes sent after the answer stand for whatever the next request on this connection would
     // read; the server answers nothing more here.
     if (!route.after.isEmpty())
         socket->setProperty("busy", true);
+    if (route.afterDelay > 0) {
+        socket->write(route.body);
+        socket->flush();
+        QTimer::singleShot(route.afterDelay, socket, [socket, route] {
+            socket->write(route.after);
+            socket->flush();
+            if (!route.keepAlive)
+                socket->disconnectFromHost();
+        });
+        return;
+    }
+    socket->write(route.body + route.after);
+    socket->flush();
     if (!route.keepAlive)
         socket->disconnectFromHost();
 }

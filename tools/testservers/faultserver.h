@@ -42,10 +42,13 @@ public:
         QByteArray body;
         QList<QPair<QByteArray, QByteArray>> headers;
         Fault fault = Fault::None;
-        QByteArray after;          // raw bytes sent right after the response, on the same connection
-        bool keepAlive = false;    // no "Connection: close"; further requests on the connection are read
-        qint64 generated = 0;      // when set: a body of this many bytes, made as it is sent
-        int interval = 0;          // for Fault::Drip
+        QByteArray after;   // raw bytes sent right after the response, on the same connection
+        int afterDelay = 0; // milliseconds between the response and `after`
+        bool closesWhenAsked =
+            false;              // a request's "Connection: close" is honoured: said, and done after `after`
+        bool keepAlive = false; // no "Connection: close"; further requests on the connection are read
+        qint64 generated = 0;   // when set: a body of this many bytes, made as it is sent
+        int interval = 0;       // for Fault::Drip
         qint64 contentLength = -1; // when set: the Content-Length sent, whatever the body's size
         bool undelimited = false;  // no Content-Length: the body ends when the connection does
 
@@ -54,6 +57,16 @@ public:
             Route r = *this;
             r.after = std::move(bytes);
             r.keepAlive = true;
+            return r;
+        }
+        // As an HTTP/1.1 server does it: the connection stays open unless the request asked for it to
+        // close. Either way the extra bytes follow a little later, when the client has finished reading
+        // the answer and may already have sent its next request.
+        [[nodiscard]] Route followedLaterBy(QByteArray bytes, int milliseconds) const
+        {
+            Route r = followedBy(std::move(bytes));
+            r.afterDelay = milliseconds;
+            r.closesWhenAsked = true;
             return r;
         }
         [[nodiscard]] Route keptAlive() const
@@ -107,7 +120,7 @@ public:
 
 private:
     void serve(QTcpSocket *socket);
-    void answer(QTcpSocket *socket, const QByteArray &path);
+    void answer(QTcpSocket *socket, const Request &request);
     void sendGenerated(QTcpSocket *socket);
 
     QSslServer m_server;
