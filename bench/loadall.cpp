@@ -221,24 +221,78 @@ void setMainThreadNice(int nice)
         std::perror("loadall: setpriority");
 }
 
+// --trace-stalls: where a long gap went. Each event the main thread handles is timed, and each gap of
+// over 6 ms is printed with the thread's own CPU time and its run-queue wait over the gap (from
+// /proc/thread-self/schedstat) and the longest event inside it.
+class TracingApplication : public QCoreApplication
+{
+public:
+    using QCoreApplication::QCoreApplication;
+    bool notify(QObject *receiver, QEvent *event) override
+    {
+        if (!tracing || QThread::currentThread() != thread())
+            return QCoreApplication::notify(receiver, event);
+        QElapsedTimer timer;
+        timer.start();
+        const QEvent::Type type = event->type();
+        const char *className = receiver->metaObject()->className(); // the receiver may be gone after
+        const bool handled = QCoreApplication::notify(receiver, event);
+        const qint64 ns = timer.nsecsElapsed();
+        if (ns > longestNs) {
+            longestNs = ns;
+            longest = QStringLiteral("%1 event %2").arg(QString::fromLatin1(className)).arg(int(type));
+        }
+        return handled;
+    }
+    static inline bool tracing = false;
+    static inline qint64 longestNs = 0;
+    static inline QString longest;
+};
+
+std::pair<qint64, qint64> schedstat() // on-CPU ns, run-queue wait ns
+{
+    QFile file(QStringLiteral("/proc/thread-self/schedstat"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {0, 0};
+    const QList<QByteArray> fields = file.readAll().split(' ');
+    return {fields.value(0).toLongLong(), fields.value(1).toLongLong()};
+}
+
 // Event-loop responsiveness: a 1 ms precise timer ticks whenever the main thread is free; the
 // longest gap between ticks is the longest time the screen could not have been redrawn.
 void watchStalls(QTimer &ticker, const QElapsedTimer &clock, PhaseResult &result)
 {
     ticker.setTimerType(Qt::PreciseTimer);
     ticker.setInterval(1);
-    QObject::connect(&ticker, &QTimer::timeout, [&clock, &result, lastTick = qint64(0)]() mutable {
-        const qint64 now = clock.nsecsElapsed();
-        const double gapMs = double(now - lastTick) / 1e6;
-        if (gapMs > result.maxStallMs) {
-            result.maxStallMs = gapMs;
-            result.maxStallEndMs = double(now) / 1e6;
-        }
-        if (gapMs > 16.0)
-            ++result.stallsOver16Ms;
-        ++result.ticks;
-        lastTick = now;
-    });
+    QObject::connect(
+        &ticker, &QTimer::timeout,
+        [&clock, &result, lastTick = qint64(0), lastStat = std::pair<qint64, qint64>()]() mutable {
+            const qint64 now = clock.nsecsElapsed();
+            const double gapMs = double(now - lastTick) / 1e6;
+            if (TracingApplication::tracing) {
+                const auto stat = schedstat();
+                if (gapMs > 6.0 && lastTick > 0) {
+                    std::fprintf(
+                        stderr,
+                        "%s: gap %.1f ms ending at %.1f ms: on CPU %.1f ms, waiting for a core %.1f ms; "
+                        "longest event %.1f ms (%s)\n",
+                        qPrintable(result.name), gapMs, double(now) / 1e6,
+                        double(stat.first - lastStat.first) / 1e6,
+                        double(stat.second - lastStat.second) / 1e6,
+                        double(TracingApplication::longestNs) / 1e6, qPrintable(TracingApplication::longest));
+                }
+                lastStat = stat;
+                TracingApplication::longestNs = 0;
+            }
+            if (gapMs > result.maxStallMs) {
+                result.maxStallMs = gapMs;
+                result.maxStallEndMs = double(now) / 1e6;
+            }
+            if (gapMs > 16.0)
+                ++result.stallsOver16Ms;
+            ++result.ticks;
+            lastTick = now;
+        });
 }
 
 // Typing settles at once, so a keystroke's time is the filter's own.
@@ -384,7 +438,7 @@ QString servedText(const PhaseResult &r)
 int main(int argc, char **argv)
 {
     tuneAllocatorForIndexLoads(); // as the app does
-    QCoreApplication app(argc, argv);
+    TracingApplication app(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Cold, warm and offline loadAllPackages over loopback nginx."));
@@ -409,8 +463,13 @@ int main(int argc, char **argv)
         QStringLiteral("WORLD"), QStringLiteral("single"));
     const QCommandLineOption builtinOption(QStringLiteral("with-builtin"),
                                            QStringLiteral("Keep the built-in catalogue in the source list."));
-    parser.addOptions({reposOption, jsonOption, modeOption, boostOption, worldOption, builtinOption});
+    const QCommandLineOption traceOption(
+        QStringLiteral("trace-stalls"),
+        QStringLiteral("Print where each main-thread gap of over 6 ms went."));
+    parser.addOptions(
+        {reposOption, jsonOption, modeOption, boostOption, worldOption, builtinOption, traceOption});
     parser.process(app);
+    TracingApplication::tracing = parser.isSet(traceOption);
     if (!parser.isSet(reposOption))
         parser.showHelp(1);
 
