@@ -43,8 +43,7 @@ bool replaceCacheFiles(const QString &folder, const QList<CacheFileContent> &fil
         auto &out = staged.emplace_back(std::make_unique<QSaveFile>(file.path));
         // Unbuffered, and synced here rather than in commit(): a full disk must show before any file is
         // renamed, not half-way through the renames. A file system that cannot sync at all says EINVAL.
-        if (!out->open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
-            !writeInSlices(*out, file.bytes) ||
+        if (!out->open(QIODevice::WriteOnly | QIODevice::Unbuffered) || !writeInSlices(*out, file.bytes) ||
             (::fdatasync(out->handle()) != 0 && errno != EINVAL)) {
             qCDebug(lcIndex) << "cannot write" << file.path << out->errorString();
             return false; // the staged files go with their QSaveFile objects
