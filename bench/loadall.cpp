@@ -15,6 +15,7 @@
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
 #include "common/allocator.h"
+#include "common/threadpriority.h"
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
 #include "search/debouncetimer.h"
@@ -438,6 +439,7 @@ QString servedText(const PhaseResult &r)
 int main(int argc, char **argv)
 {
     tuneAllocatorForIndexLoads(); // as the app does
+    setThisThreadLatencySensitive();
     TracingApplication app(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(

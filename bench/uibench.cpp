@@ -10,6 +10,7 @@
 #include "app/repoviewmodel.h"
 #include "app/sharedoptions.h"
 #include "common/allocator.h"
+#include "common/threadpriority.h"
 #include "ui/guiplatform.h"
 #include "ui/imageproviders.h"
 
@@ -484,6 +485,7 @@ int main(int argc, char *argv[])
 {
     processClock.start();
     tuneAllocatorForIndexLoads();
+    setThisThreadLatencySensitive(); // as the app does
     preferEmojiAndArabicFonts();
     QGuiApplication app(argc, argv);
     const qint64 appAt = nowNs();

@@ -3,6 +3,7 @@
 #include "app/platform.h"
 #include "app/sharedoptions.h"
 #include "common/allocator.h"
+#include "common/threadpriority.h"
 #include "ui/guiplatform.h"
 #include "ui/imageproviders.h"
 #include "ui/screenshotdriver.h"
@@ -19,6 +20,7 @@ Q_IMPORT_QML_PLUGIN(TallowPinePlugin)
 int main(int argc, char *argv[])
 {
     tuneAllocatorForIndexLoads();
+    setThisThreadLatencySensitive(); // before any thread exists, so none of them takes it on
     // Before any application object exists, so the help and version texts carry the right name.
     QCoreApplication::setOrganizationName(QStringLiteral("TallowPine"));
     QCoreApplication::setApplicationName(QStringLiteral("TallowPine"));
@@ -122,6 +124,12 @@ int main(int argc, char *argv[])
     if (engine.rootObjects().isEmpty())
         return 1;
     auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().constFirst());
+    // The scene graph may draw on a thread of its own, as urgent as this one; the window is first
+    // exposed in the event loop, so this is in time.
+    if (window) {
+        QObject::connect(window, &QQuickWindow::sceneGraphInitialized, window, &setThisThreadLatencySensitive,
+                         Qt::DirectConnection);
+    }
 
     if (parser.isSet(screenshotOption)) {
         auto *driver = new ScreenshotDriver(window, request, &app);
