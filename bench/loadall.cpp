@@ -10,7 +10,7 @@
 // which is unreachable when run inside a network namespace of its own (bench/load-all does that).
 //
 // usage: tallowpine-loadall-bench --repos DIR [--json FILE] [--mode packages|sources]
-//                                 [--world single|hosts] [--with-builtin]
+//                                 [--world single|hosts] [--with-builtin] [--trace-stalls]
 // Main thread only; the app's own loader threads do the loading.
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
