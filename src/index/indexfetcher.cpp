@@ -3,6 +3,7 @@
 #include "common/completionqueue.h"
 #include "common/threadpriority.h"
 #include "index/indexlog.h"
+#include "index/lowdelaysockets.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -128,6 +129,7 @@ void IndexFetcher::fetch(quint64 ticket, const QString &link, bool force)
         // Below the thread that draws, which must never queue behind socket and TLS work; Qt's own
         // HTTP thread, started from here, inherits it.
         setThisThreadNice(10);
+        enableLowDelaySockets();
         m_network = new QNetworkAccessManager(this);
         m_network->setAutoDeleteReplies(false);
         m_jobs = new BackgroundJobs(this);
