@@ -1,11 +1,11 @@
 #include "app/sharedoptions.h"
 
+#include "common/httpclient.h"
 #include "sources/sourcestore.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QSslCertificate>
-#include <QSslConfiguration>
 
 void addSharedOptions(QCommandLineParser &parser)
 {
@@ -51,9 +51,7 @@ std::optional<QString> applySharedOptions(const QCommandLineParser &parser, Plat
         const QList<QSslCertificate> authorities = QSslCertificate::fromPath(file);
         if (authorities.isEmpty())
             return QStringLiteral("no certificate in %1").arg(file);
-        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-        tls.addCaCertificates(authorities);
-        QSslConfiguration::setDefaultConfiguration(tls);
+        HttpClient::setExtraAuthorities(QFileInfo(file).absoluteFilePath());
     }
     return std::nullopt;
 }

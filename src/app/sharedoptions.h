@@ -1,6 +1,6 @@
 // The options the app and every command-line command share: which settings store, cache folder,
 // device root and extra certificate authority to use.
-// Main thread, before any network access manager exists.
+// Main thread, before the first request.
 #pragma once
 
 #include "app/platform.h"
@@ -17,6 +17,6 @@ void addSharedOptions(QCommandLineParser &parser);
 [[nodiscard]] bool asksForHelpOrVersion(QCommandLineParser &parser, const QStringList &arguments);
 
 // Fills in the platform from the parsed options. The CA file adds to the system's authorities for
-// the whole process; verification itself is never relaxed. Returns a one-line message when an
+// every request of the process; verification itself is never relaxed. Returns a one-line message when an
 // option cannot be used.
 [[nodiscard]] std::optional<QString> applySharedOptions(const QCommandLineParser &parser, Platform &platform);

@@ -3,79 +3,61 @@
 #include "common/completionqueue.h"
 #include "common/threadpriority.h"
 #include "index/indexlog.h"
-#include "index/lowdelaysockets.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
-#include <QHostAddress>
-#include <QHostInfo>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QSslError>
-#include <QTimer>
 
 #include <algorithm>
 
 namespace {
 
-// How much of a body is copied out of the reply per turn of the event loop: well under a
-// millisecond's work.
-constexpr qint64 kReadPieceBytes = qint64(512) * 1024;
-// How much Qt may hold for us before its network thread stops reading from the socket: a body
-// that never ends must not pile up in memory faster than it is read and counted.
-constexpr qint64 kReadBufferBytes = qint64(8) * 1024 * 1024;
+// The time a connection may take before the request is given up, when the request's own limit is
+// longer: a host that does not answer at all is known well before a slow index would be.
+constexpr int kConnectMilliseconds = 10000;
 
-QNetworkRequest indexRequest(const QUrl &url, const std::optional<RepoMeta> &validators,
-                             const DownloadTimeouts &timeouts)
+HttpRequest indexRequest(const QUrl &url, const std::optional<RepoMeta> &validators,
+                         const DownloadTimeouts &timeouts)
 {
-    QNetworkRequest request(url);
-    // No shared cache, cookies or credentials between loads: only our own validators decide.
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
-    // One request per connection: a server that honours this closes the connection after its answer,
-    // so nothing it sends afterwards can be read as the answer to the next request. (One that keeps
-    // the connection open anyway can only answer requests made to itself: connections are never
-    // shared between hosts.)
-    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    request.setRawHeader("Connection", "close");
-    request.setTransferTimeout(timeouts.requestMilliseconds);
-    request.setMaximumRedirectsAllowed(16);
+    HttpRequest request;
+    request.url = url;
+    request.timeoutMilliseconds = std::min(timeouts.requestMilliseconds, timeouts.waitMilliseconds);
+    request.connectTimeoutMilliseconds = kConnectMilliseconds;
+    request.maxBodyBytes = kMaxIndexBodyBytes;
     if (validators) {
         if (validators->etag)
-            request.setRawHeader("If-None-Match", validators->etag->toUtf8());
+            request.headers.append("If-None-Match: " + validators->etag->toUtf8());
         if (validators->lastModified)
-            request.setRawHeader("If-Modified-Since", validators->lastModified->toUtf8());
+            request.headers.append("If-Modified-Since: " + validators->lastModified->toUtf8());
     }
+    // Most repositories serve a gzip "Packages.gz" beside the plain index: it is refused after its
+    // first two bytes rather than downloaded whole for nothing.
+    request.refuseBody = [url](const HttpResponse &head, QByteArrayView start) {
+        return cannotDecode(url, head.header("content-encoding"), start);
+    };
     return request;
 }
 
-QString failureInWords(const QVariant &status, QNetworkReply::NetworkError error, const char *failure,
-                       const QStringList &tlsErrors, const QString &errorString)
+QString failureInWords(const HttpResponse &response)
 {
-    if (failure) {
-        if (qstrcmp(failure, "took too long") == 0)
-            return QStringLiteral("timed out");
-        if (qstrcmp(failure, "cannot decode") == 0)
-            return QStringLiteral("decode failure");
-        return QString::fromLatin1(failure);
-    }
-    if (status.isValid() && status.toInt() != 200 && status.toInt() != 304)
-        return QStringLiteral("HTTP %1").arg(status.toInt());
-    switch (error) {
-    case QNetworkReply::NoError:
-        return {};
-    case QNetworkReply::TimeoutError:
-    case QNetworkReply::OperationCanceledError: // the transfer time-out ends a request this way
+    switch (response.failure) {
+    case HttpFailure::None:
+        break;
+    case HttpFailure::TimedOut:
         return QStringLiteral("timed out");
-    case QNetworkReply::SslHandshakeFailedError:
-        return QStringLiteral("TLS error: ") +
-               (tlsErrors.isEmpty() ? errorString : tlsErrors.join(QStringLiteral("; ")));
-    default:
-        return errorString;
+    case HttpFailure::Refused:
+        return QStringLiteral("decode failure");
+    case HttpFailure::TooLarge:
+        return QStringLiteral("too large");
+    case HttpFailure::NoHost:
+        return QStringLiteral("host not found");
+    case HttpFailure::Tls:
+        return QStringLiteral("TLS error: ") + response.error;
+    case HttpFailure::Transport:
+        return response.error;
     }
+    if (response.status != 200 && response.status != 304)
+        return QStringLiteral("HTTP %1").arg(response.status);
+    return {};
 }
 
 } // namespace
@@ -88,13 +70,6 @@ struct IndexFetcher::Load
     FetchPlan plan;
     qsizetype next = 0; // the candidate to try next
     QUrl current;       // the candidate in flight
-    // The request in flight.
-    QNetworkReply *reply = nullptr; // null once its answer is settled
-    QList<QByteArray> chunks;
-    qint64 received = 0;
-    const char *failure = nullptr; // why it was given up before its end
-    bool drainPosted = false;      // a read of the next piece is queued
-    QStringList tlsErrors;         // the certificate problems of the request in flight
     // What the source's health record says about the network step.
     QElapsedTimer started; // at the first request
     qint64 milliseconds = 0;
@@ -112,12 +87,8 @@ IndexFetcher::IndexFetcher(LoadEnvironment environment, CompletionQueue *results
 
 IndexFetcher::~IndexFetcher()
 {
-    if (m_network) {
-        for (QNetworkReply *reply : m_network->findChildren<QNetworkReply *>()) {
-            reply->disconnect(this);
-            reply->abort();
-        }
-    }
+    for (const HttpClient::Id request : m_requests)
+        HttpClient::shared().cancel(request);
     delete m_jobs;
     m_jobs = nullptr;
 }
@@ -125,13 +96,9 @@ IndexFetcher::~IndexFetcher()
 void IndexFetcher::fetch(quint64 ticket, const QString &link, bool force)
 {
     // Made on first use rather than in the constructor, so that they belong to this thread.
-    if (!m_network) {
-        // Below the thread that draws, which must never queue behind socket and TLS work; Qt's own
-        // HTTP thread, started from here, inherits it.
+    if (!m_jobs) {
+        // Below the thread that draws: the bookkeeping of hundreds of answers must not take its core.
         setThisThreadNice(10);
-        enableLowDelaySockets();
-        m_network = new QNetworkAccessManager(this);
-        m_network->setAutoDeleteReplies(false);
         m_jobs = new BackgroundJobs(this);
     }
     m_jobs->start([this, ticket, link, force, environment = m_environment]() -> BackgroundJobs::Completion {
@@ -143,30 +110,7 @@ void IndexFetcher::fetch(quint64 ticket, const QString &link, bool force)
                 environment.offline ? QStringLiteral("offline") : QStringLiteral("not an https link");
             return finish(load, loadWithoutNetwork(load->plan, environment.deviceRoot, false));
         }
-        return [this, load] { lookUpHost(load); };
-    });
-}
-
-void IndexFetcher::lookUpHost(const std::shared_ptr<Load> &load)
-{
-    // Every candidate is on the same host, so one lookup settles them all. It is made here rather
-    // than left to the network manager because Qt 6.4's HTTP connection can lose a request whose
-    // host lookup fails ("could not de-queue request, failed to report HostNotFoundError"): such a
-    // request never finishes and holds its source until the time-out. A host that cannot be
-    // looked up now ends its source's network step at once.
-    const QString host = load->plan.candidates.constFirst().host();
-    if (!QHostAddress(host).isNull()) {
-        tryNextCandidate(load);
-        return;
-    }
-    QHostInfo::lookupHost(host, this, [this, load](const QHostInfo &info) {
-        if (info.error() != QHostInfo::NoError || info.addresses().isEmpty()) {
-            qCDebug(lcIndex) << info.hostName() << "cannot be looked up:" << info.errorString();
-            load->problem = QStringLiteral("host not found");
-            endWithoutNetwork(load, false);
-            return;
-        }
-        tryNextCandidate(load);
+        return [this, load] { tryNextCandidate(load); };
     });
 }
 
@@ -176,135 +120,63 @@ void IndexFetcher::tryNextCandidate(const std::shared_ptr<Load> &load)
         endWithoutNetwork(load, false);
         return;
     }
-    const QUrl url = load->plan.candidates.at(load->next++);
-    const DownloadTimeouts &timeouts = m_environment.timeouts;
-    load->current = url;
-    load->chunks.clear();
-    load->received = 0;
-    load->failure = nullptr;
-    load->drainPosted = false;
-    load->tlsErrors.clear();
+    load->current = load->plan.candidates.at(load->next++);
     if (!load->started.isValid())
         load->started.start();
-
-    QNetworkReply *reply = m_network->get(indexRequest(url, load->plan.validators, timeouts));
-    load->reply = reply;
-    reply->setReadBufferSize(kReadBufferBytes);
-    // The transfer time-out only catches a transfer that stops moving; this one ends a request that
-    // takes too long as a whole, however steadily it drips.
-    auto *deadline = new QTimer(reply);
-    deadline->setSingleShot(true);
-    connect(deadline, &QTimer::timeout, this, [this, load, reply] { giveUp(load, reply, "took too long"); });
-    deadline->start(std::min(timeouts.requestMilliseconds, timeouts.waitMilliseconds));
-    connect(reply, &QNetworkReply::metaDataChanged, this, [this, load, reply] {
-        const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
-        if (length.isValid() && length.toLongLong() > kMaxIndexBodyBytes)
-            giveUp(load, reply, "too large");
-    });
-    connect(reply, &QNetworkReply::sslErrors, this, [load](const QList<QSslError> &errors) {
-        for (const QSslError &error : errors)
-            load->tlsErrors.append(error.errorString());
-    });
-    connect(reply, &QIODevice::readyRead, this, [this, load, reply] { drain(load, reply); });
-    connect(reply, &QNetworkReply::finished, this, [this, load, reply] { drain(load, reply); });
+    // The answer comes on the client's thread and is handed straight on to this one, where the id
+    // below has been recorded by then.
+    auto id = std::make_shared<HttpClient::Id>(0);
+    CompletionQueue *inbox = m_inbox;
+    *id = HttpClient::shared().start(
+        indexRequest(load->current, load->plan.validators, m_environment.timeouts),
+        [this, inbox, load, id](HttpResponse response) {
+            inbox->post([this, load, id, response = std::move(response)]() mutable {
+                complete(load, *id, std::move(response));
+            });
+        });
+    m_requests.insert(*id);
 }
 
-void IndexFetcher::drain(const std::shared_ptr<Load> &load, QNetworkReply *reply)
+void IndexFetcher::complete(const std::shared_ptr<Load> &load, HttpClient::Id request, HttpResponse response)
 {
-    if (load->reply != reply || load->drainPosted)
-        return;
-    // One piece per turn of the event loop: a body that piled up while this thread was busy is
-    // copied out a little at a time, never in one long pause.
-    const qint64 available = std::min(reply->bytesAvailable(), kReadPieceBytes);
-    if (available > 0) {
-        if (load->received + available > kMaxIndexBodyBytes) {
-            giveUp(load, reply, "too large");
-            return;
-        }
-        const bool first = load->received < 2;
-        load->received += available;
-        load->chunks.append(reply->read(available));
-        // Most repositories serve a gzip "Packages.gz" beside the plain index: it is refused after
-        // its first two bytes rather than downloaded whole for nothing.
-        if (first && load->received >= 2) {
-            const QByteArray start = load->chunks.size() == 1
-                                         ? load->chunks.constFirst().first(2)
-                                         : (load->chunks.at(0) + load->chunks.at(1)).first(2);
-            if (cannotDecode(load->current, reply->rawHeader("Content-Encoding"), start)) {
-                giveUp(load, reply, "cannot decode");
-                return;
-            }
-        }
-    }
-    if (reply->bytesAvailable() > 0) {
-        load->drainPosted = true;
-        QMetaObject::invokeMethod(
-            reply,
-            [this, load, reply] {
-                load->drainPosted = false;
-                drain(load, reply);
-            },
-            Qt::QueuedConnection);
-        return;
-    }
-    if (reply->isFinished())
-        complete(load, reply);
-}
-
-void IndexFetcher::giveUp(const std::shared_ptr<Load> &load, QNetworkReply *reply, const char *why)
-{
-    if (load->reply != reply)
-        return;
-    load->failure = why;
-    reply->disconnect(this);
-    reply->abort();
-    complete(load, reply);
-}
-
-void IndexFetcher::complete(const std::shared_ptr<Load> &load, QNetworkReply *reply)
-{
-    if (load->reply != reply)
-        return;
-    load->reply = nullptr;
-    reply->disconnect(this);
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const QNetworkReply::NetworkError error = reply->error();
-    qCDebug(lcIndex) << load->current.toString() << "->" << status.toInt() << reply->errorString()
-                     << (load->failure ? load->failure : "");
-    IndexResponse response{load->current, std::exchange(load->chunks, {}), reply->rawHeader("ETag"),
-                           reply->rawHeader("Last-Modified"), reply->rawHeader("Content-Encoding")};
-    load->lastStatus = status.toInt();
+    m_requests.erase(request);
+    qCDebug(lcIndex) << load->current.toString() << "->" << response.status << response.error;
+    load->lastStatus = response.status;
     load->milliseconds = load->started.elapsed();
     // A candidate the server does not have says least about the source: a time-out or a bad
     // certificate on another candidate is what the record keeps.
-    const QString problem =
-        failureInWords(status, error, load->failure, load->tlsErrors, reply->errorString());
-    const bool missing = status.toInt() == 404 || status.toInt() == 410;
+    const QString problem = failureInWords(response);
+    const bool missing = response.status == 404 || response.status == 410;
     if (load->problem.isEmpty() || !missing)
         load->problem = problem;
-    reply->deleteLater();
 
-    const bool answered = status.isValid() && !load->failure;
-    if (answered && status.toInt() == 304) {
+    const bool answered = response.failure == HttpFailure::None;
+    if (answered && response.status == 304) {
         endWithoutNetwork(load, true);
+        return;
+    }
+    // Every candidate is on the same host: one that cannot be looked up settles them all.
+    if (response.failure == HttpFailure::NoHost) {
+        endWithoutNetwork(load, false);
         return;
     }
     // A transport error after the headers (a reset mid-body, a short body) leaves a body that is not
     // the whole index.
-    const bool whole =
-        answered && status.toInt() == 200 && error == QNetworkReply::NoError && load->received > 0;
+    const bool whole = answered && response.status == 200 && response.bodyBytes > 0;
     if (whole)
-        load->servedBytes = load->received;
-    else if (answered && status.toInt() == 200 && load->received == 0)
+        load->servedBytes = response.bodyBytes;
+    else if (answered && response.status == 200)
         load->problem = QStringLiteral("empty answer");
     if (!whole) {
-        if (load->received > kReadPieceBytes) // let a big unused body go on a worker
+        if (response.bodyBytes > qint64(1024) * 1024) // let a big unused body go on a worker
             m_jobs->start([unused = std::move(response)] { return BackgroundJobs::Completion(); });
         tryNextCandidate(load);
         return;
     }
-    m_jobs->start([this, load, response = std::move(response)]() mutable -> BackgroundJobs::Completion {
-        std::optional<LoadResult> accepted = acceptIndexResponse(load->plan, std::move(response));
+    IndexResponse index{load->current, std::move(response.body), response.header("etag"),
+                        response.header("last-modified"), response.header("content-encoding")};
+    m_jobs->start([this, load, index = std::move(index)]() mutable -> BackgroundJobs::Completion {
+        std::optional<LoadResult> accepted = acceptIndexResponse(load->plan, std::move(index));
         if (!accepted) {
             load->problem = QStringLiteral("decode failure");
             return [this, load] { tryNextCandidate(load); };

@@ -1,30 +1,16 @@
 #include "ui/iconloader.h"
 
+#include "common/completionqueue.h"
+
 #include <QBuffer>
 #include <QFutureWatcher>
 #include <QImageReader>
 #include <QLoggingCategory>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-#include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <atomic>
 
 Q_LOGGING_CATEGORY(lcIcons, "tallowpine.icons", QtInfoMsg)
-
-namespace {
-
-// The status code does not matter: an error page that happens to be a picture still shows.
-// Only a transfer that never produced a whole answer fails before decoding.
-bool bodyIsAnswer(QNetworkReply::NetworkError error)
-{
-    return error == QNetworkReply::NoError ||
-           (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError) ||
-           (error >= QNetworkReply::InternalServerError && error <= QNetworkReply::UnknownServerError);
-}
-
-} // namespace
 
 void IconLoaderHandle::withLoader(const std::function<void(IconLoader *)> &use)
 {
@@ -42,6 +28,7 @@ void IconLoaderHandle::forget()
 IconLoader::IconLoader(IconLimits limits, QObject *parent)
     : QObject(parent)
     , m_limits(limits)
+    , m_answers(new CompletionQueue(this))
 {
     m_decoded.setMaxCost(m_limits.cacheBytes);
 }
@@ -49,6 +36,10 @@ IconLoader::IconLoader(IconLimits limits, QObject *parent)
 IconLoader::~IconLoader()
 {
     m_handle->forget();
+    for (const Download &download : std::as_const(m_downloads)) {
+        if (download.request)
+            HttpClient::shared().cancel(download.request);
+    }
 }
 
 quint64 IconLoader::newTicket()
@@ -74,38 +65,37 @@ void IconLoader::request(quint64 ticket, const QUrl &address)
         found->tickets.append(ticket);
         return;
     }
-    m_downloads.insert(key, Download{nullptr, {ticket}, {}});
+    m_downloads.insert(key, Download{0, {ticket}, {}});
     start(key, address);
 }
 
 void IconLoader::start(const QString &key, const QUrl &address)
 {
-    QNetworkRequest request(address);
-    request.setTransferTimeout(m_limits.transferTimeoutMs);
-    QNetworkReply *reply = m_network.get(request);
+    HttpRequest request;
+    request.url = address;
+    request.timeoutMilliseconds = m_limits.requestTimeoutMs;
+    request.connectTimeoutMilliseconds = m_limits.transferTimeoutMs;
+    request.stallMilliseconds = m_limits.transferTimeoutMs;
+    request.maxBodyBytes = m_limits.maxBodyBytes;
     ++m_networkRequests;
-    m_downloads[key].reply = reply;
-
-    const qint64 cap = m_limits.maxBodyBytes;
-    connect(reply, &QNetworkReply::downloadProgress, this, [this, key, cap](qint64 received, qint64 total) {
-        if (received > cap || total > cap)
-            abortDownload(key, QStringLiteral("The icon is larger than %1 bytes.").arg(cap));
+    // The answer comes on the client's thread and is handed straight on to this one, where the id
+    // below has been recorded by then.
+    auto id = std::make_shared<HttpClient::Id>(0);
+    CompletionQueue *answers = m_answers;
+    *id = HttpClient::shared().start(std::move(request), [this, answers, key, id](HttpResponse response) {
+        answers->post([this, key, id, response = std::move(response)] { onFinished(key, *id, response); });
     });
-    QTimer::singleShot(m_limits.requestTimeoutMs, reply, [this, key] {
-        abortDownload(key, QStringLiteral("The icon took too long to download."));
-    });
-    connect(reply, &QNetworkReply::finished, this, [this, key, reply] { onFinished(key, reply); });
+    m_downloads[key].request = *id;
 }
 
 void IconLoader::abortDownload(const QString &key, const QString &reason)
 {
     auto found = m_downloads.find(key);
-    if (found == m_downloads.end() || !found->reply)
+    if (found == m_downloads.end() || !found->request)
         return;
-    found->failure = reason;
-    // abort() may finish the reply at once, which removes the entry: touch nothing after it.
-    QNetworkReply *reply = found->reply;
-    reply->abort();
+    HttpClient::shared().cancel(found->request);
+    qCDebug(lcIcons) << "icon stopped" << key << reason;
+    complete(key, {}, reason);
 }
 
 void IconLoader::cancel(quint64 ticket)
@@ -116,28 +106,33 @@ void IconLoader::cancel(quint64 ticket)
         return;
     found->tickets.removeOne(ticket);
     // Once the body is decoding it is nearly done, and the cache may as well keep the result.
-    if (found->tickets.isEmpty() && found->reply)
+    if (found->tickets.isEmpty() && found->request)
         abortDownload(key, QStringLiteral("Nobody waits for the icon any more."));
 }
 
-void IconLoader::onFinished(const QString &key, QNetworkReply *reply)
+void IconLoader::onFinished(const QString &key, HttpClient::Id request, const HttpResponse &response)
 {
-    reply->deleteLater();
     auto found = m_downloads.find(key);
-    if (found == m_downloads.end() || found->reply != reply)
+    if (found == m_downloads.end() || found->request != request)
         return;
-    if (found->tickets.isEmpty()) {
-        m_downloads.erase(found);
-        return;
-    }
-    const QNetworkReply::NetworkError error = reply->error();
-    if (!found->failure.isEmpty() || !bodyIsAnswer(error)) {
-        const QString reason = found->failure.isEmpty() ? reply->errorString() : found->failure;
+    // The status code does not matter: an error page that happens to be a picture still shows.
+    // Only a transfer that never produced a whole answer fails before decoding.
+    if (response.failure != HttpFailure::None) {
+        const QString reason =
+            response.failure == HttpFailure::TooLarge
+                ? QStringLiteral("The icon is larger than %1 bytes.").arg(m_limits.maxBodyBytes)
+            : response.failure == HttpFailure::TimedOut
+                ? QStringLiteral("The icon took too long to download.")
+                : response.error;
         qCDebug(lcIcons) << "icon failed" << key << reason;
         complete(key, {}, reason);
         return;
     }
-    found->reply = nullptr;
+    found->request = 0;
+    QByteArray bytes;
+    bytes.reserve(qsizetype(response.bodyBytes));
+    for (const QByteArray &piece : response.body)
+        bytes.append(piece);
     // Decoding a large picture takes long enough to drop frames, so it happens off this thread. The
     // watcher is a child, so a loader that goes away first hears nothing back.
     auto *watcher = new QFutureWatcher<QImage>(this);
@@ -146,7 +141,7 @@ void IconLoader::onFinished(const QString &key, QNetworkReply *reply)
         watcher->deleteLater();
         complete(key, image, image.isNull() ? QStringLiteral("The icon is not a picture.") : QString());
     });
-    watcher->setFuture(QtConcurrent::run(decodeIcon, reply->readAll(), m_limits.largestSide));
+    watcher->setFuture(QtConcurrent::run(decodeIcon, bytes, m_limits.largestSide));
 }
 
 void IconLoader::complete(const QString &key, const QImage &image, const QString &error)

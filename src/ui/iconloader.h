@@ -1,14 +1,16 @@
-// Package icons from the network: one access manager for every icon on screen, one download per
-// address however many rows ask for it, and a bounded memory cache of decoded pictures so rows that
+// Package icons from the network: the process's HTTP client for every icon on screen, one download
+// per address however many rows ask for it, and a bounded memory cache of decoded pictures so rows that
 // scroll back into view show their icon without fetching it again.
-// Main thread; image responses on the pixmap reader's thread talk to it through queued calls.
+// Main thread; image responses on the pixmap reader's thread talk to it through queued calls, and
+// answers from the HTTP client's thread come back through a completion queue.
 #pragma once
+
+#include "common/httpclient.h"
 
 #include <QCache>
 #include <QHash>
 #include <QImage>
 #include <QList>
-#include <QNetworkAccessManager>
 #include <QObject>
 #include <QString>
 #include <QUrl>
@@ -17,7 +19,7 @@
 #include <memory>
 #include <mutex>
 
-class QNetworkReply;
+class CompletionQueue;
 class IconLoader;
 
 // How image responses on the reader's thread reach the loader: the loader forgets itself here when it
@@ -80,18 +82,18 @@ Q_SIGNALS:
 private:
     struct Download
     {
-        QNetworkReply *reply = nullptr; // null while the body decodes
+        HttpClient::Id request = 0; // 0 while the body decodes
         QList<quint64> tickets;
         QString failure; // set before an abort of our own
     };
 
     void start(const QString &key, const QUrl &address);
     void abortDownload(const QString &key, const QString &reason);
-    void onFinished(const QString &key, QNetworkReply *reply);
+    void onFinished(const QString &key, HttpClient::Id request, const HttpResponse &response);
     void complete(const QString &key, const QImage &image, const QString &error);
 
     IconLimits m_limits;
-    QNetworkAccessManager m_network;
+    CompletionQueue *m_answers = nullptr; // a child: outlives every request, which end before it
     QCache<QString, QImage> m_decoded;
     QHash<QString, Download> m_downloads;
     QHash<quint64, QString> m_ticketKeys;

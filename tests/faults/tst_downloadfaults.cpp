@@ -1,7 +1,9 @@
 // Every way a server or the network can let a load down, each checked for the same three promises:
 // the load ends (no crash, no hang past the time-outs), the source's last good cache is left
-// byte for byte as it was unless the answer really was an index, and a healthy source loading at
-// the same time is not disturbed.
+// byte for byte as it was unless the answer really was an index, and healthy sources loading at the
+// same time are not disturbed: one on another server, and one on the very same host and port, cold
+// and warm, which must get its own bytes and nothing of the misbehaving one's.
+#include "common/httpclient.h"
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
 #include "index/repometa.h"
@@ -17,7 +19,6 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QScopeGuard>
-#include <QSslConfiguration>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
@@ -87,12 +88,25 @@ class TestDownloadFaults : public QObject
     struct Loaded
     {
         LoadResult faulty;
-        LoadResult healthy;
+        LoadResult neighbour; // on the same host and port
+        LoadResult healthy;   // on another server
         bool ended = false;
     };
 
-    // Loads the faulty source and a healthy nginx source together on one loader.
-    Loaded loadBoth(const QString &cacheRoot, const QString &link, DownloadTimeouts timeouts)
+    // The neighbour of a row: a well-behaved repository on the fault server itself, with an index of
+    // its own that names the row, so that its packages could not have come from anywhere else.
+    QString neighbourOf(const QByteArray &tag)
+    {
+        const QByteArray folder = "/" + tag.toPercentEncoding() + "%20neighbour/";
+        const QByteArray index = "Package: neighbour.one\nName: " + tag +
+                                 "\n\nPackage: neighbour.two\nName: " + tag + "\nVersion: 2\n";
+        m_faults->setRoute(folder + "Packages", Route{200, index}.healthy("\"" + tag.toHex() + "\""));
+        return m_faults->url(QString::fromLatin1(folder.mid(1)));
+    }
+
+    // Loads the faulty source, its neighbour and a healthy nginx source together on one loader.
+    Loaded loadAll(const QString &cacheRoot, const QString &link, const QString &neighbour,
+                   DownloadTimeouts timeouts)
     {
         SourceLoader loader(
             LoadEnvironment{cacheRoot, DeviceRoot(cacheRoot + QStringLiteral("/device")), timeouts});
@@ -100,11 +114,59 @@ class TestDownloadFaults : public QObject
         int done = 0;
         const auto into = [&](LoadResult &slot) { return [&](const LoadResult &r) { slot = r, ++done; }; };
         loader.load(link, false, into(loaded.faulty));
+        loader.load(neighbour, false, into(loaded.neighbour));
         loader.load(m_nginx->url(QStringLiteral("plain/")), false, into(loaded.healthy));
         // Four candidates, each bounded by the request limit, plus room for a slow machine.
         const int ceiling = 4 * timeouts.waitMilliseconds + 10000;
-        loaded.ended = QTest::qWaitFor([&] { return done == 2; }, ceiling);
+        loaded.ended = QTest::qWaitFor([&] { return done == 3; }, ceiling);
         return loaded;
+    }
+
+    // A neighbour served its own index: downloaded on a cold load, answered 304 on a warm one.
+    static bool neighbourIsWhole(const LoadResult &result, const QByteArray &tag, bool warm, QString *why)
+    {
+        QStringList names;
+        for (const PackageInfo &package : result.packages)
+            names.append(package.name().value_or(QString()));
+        const QString expected = QString::fromUtf8(tag);
+        const ServedFrom served = warm ? ServedFrom::NotModified : ServedFrom::Network;
+        if (result.servedFrom == served &&
+            identifiers(result.packages) == QStringList{u"neighbour.one"_s, u"neighbour.two"_s} &&
+            names == QStringList{expected, expected} && result.health.problem.isEmpty())
+            return true;
+        *why =
+            QStringLiteral("%1 neighbour of \"%2\": %3 [%4] [%5] %6")
+                .arg(warm ? u"warm"_s : u"cold"_s, expected, servedFromName(result.servedFrom),
+                     identifiers(result.packages).join(u", "_s), names.join(u", "_s), result.health.problem);
+        return false;
+    }
+
+    struct FaultRow
+    {
+        QByteArray name;
+        Routes routes;
+        Outcome outcome = Outcome::Kept;
+        int packages = 0; // for Replaced
+        QString link;     // empty: the fault server's folder for this row
+    };
+    QList<FaultRow> m_rows;
+
+    // Serves a row's routes and seeds its source's last good download; gives the source's link.
+    QString prepare(const FaultRow &row, const QString &cacheRoot, const RepoMeta &seedMeta)
+    {
+        const QByteArray folder = "/" + row.name.toPercentEncoding() + "/";
+        for (const auto &[name, route] : row.routes)
+            m_faults->setRoute(folder + name, route);
+        const QString link =
+            row.link.isEmpty() ? m_faults->url(QString::fromLatin1(folder.mid(1))) : row.link;
+        if (row.outcome != Outcome::Nothing) {
+            const RepoPaths paths = localCandidates(cacheRoot, link);
+            RepoMeta meta = seedMeta;
+            meta.lastURL = link + QStringLiteral("Packages");
+            (void)writeFile(paths.plain, kSeed);
+            (void)writeFile(paths.meta, encodeRepoMeta(meta));
+        }
+        return link;
     }
 
 private Q_SLOTS:
@@ -127,18 +189,14 @@ private Q_SLOTS:
         QTcpServer closed;
         QVERIFY(closed.listen(QHostAddress::LocalHost, 0));
         m_closedPort = closed.serverPort(); // closed again when this returns
+        makeRows();
     }
 
-    void faults_data()
+    void makeRows()
     {
-        QTest::addColumn<Routes>("routes");
-        QTest::addColumn<Outcome>("outcome");
-        QTest::addColumn<int>("packages"); // for Replaced
-        QTest::addColumn<QString>("link"); // empty: the fault server's folder for this row
-
-        const auto row = [](const char *name, const Routes &routes, Outcome outcome, int packages = 0,
-                            const QString &link = QString()) {
-            QTest::newRow(name) << routes << outcome << packages << link;
+        const auto row = [this](const char *name, const Routes &routes, Outcome outcome, int packages = 0,
+                                const QString &link = QString()) {
+            m_rows.append(FaultRow{name, routes, outcome, packages, link});
         };
         const QByteArray html =
             "<!DOCTYPE html>\n<html><head><title>Sign in</title></head>\n"
@@ -240,41 +298,53 @@ private Q_SLOTS:
             {{"Packages.gz", Route{200, deflateWithWindowBits(m_index, 15)}.followedLaterBy(second, 20)},
              {"Packages", Route{200, m_index}.keptAlive()}},
             Outcome::Replaced, 3);
+        // The same from a server that does not close the connection after its answer: the late
+        // response waits there for whichever request is sent next.
+        Route keptOpen = Route{404, "not here\n"}.followedLaterBy(second, 20);
+        keptOpen.closesWhenAsked = false;
+        row("excess bytes late on a connection kept open",
+            {{"Packages.gz", keptOpen}, {"Packages", Route{200, m_index}.keptAlive()}}, Outcome::Replaced, 3);
+        // A 304 has no body; this one sends a whole response as one, on a connection it keeps, with
+        // the neighbour's requests right behind it.
+        row("304 followed by a body with another request queued behind it",
+            {{"Packages.gz", Route{304, second}.keptAlive()}}, Outcome::Kept);
+    }
+
+    void faults_data()
+    {
+        QTest::addColumn<int>("row");
+        for (qsizetype i = 0; i < m_rows.size(); ++i)
+            QTest::newRow(m_rows.at(i).name.constData()) << int(i);
     }
     void faults()
     {
-        QFETCH(Routes, routes);
-        QFETCH(Outcome, outcome);
-        QFETCH(int, packages);
-        QFETCH(QString, link);
-        const QByteArray folder = "/" + QByteArray(QTest::currentDataTag()).toPercentEncoding() + "/";
-        for (const auto &[name, route] : routes)
-            m_faults->setRoute(folder + name, route);
-        if (link.isEmpty())
-            link = m_faults->url(QString::fromLatin1(folder.mid(1)));
-
-        // The last good download of this source.
+        QFETCH(int, row);
+        const FaultRow &fault = m_rows.at(row);
+        const Outcome outcome = fault.outcome;
         QTemporaryDir data;
         const QString cacheRoot = cacheRootIn(data.path());
+        // The last good download of this source.
+        const RepoMeta seedMeta{
+            QStringLiteral("\"seed\""), QStringLiteral("Sun, 01 Nov 2026 10:00:00 GMT"), {}, 1.5};
+        const QString link = prepare(fault, cacheRoot, seedMeta);
+        const QString neighbour = neighbourOf(fault.name);
         const RepoPaths paths = localCandidates(cacheRoot, link);
-        const RepoMeta seedMeta{QStringLiteral("\"seed\""), QStringLiteral("Sun, 01 Nov 2026 10:00:00 GMT"),
-                                link + QStringLiteral("Packages"), 1.5};
-        if (outcome != Outcome::Nothing) {
-            QVERIFY(writeFile(paths.plain, kSeed));
-            QVERIFY(writeFile(paths.meta, encodeRepoMeta(seedMeta)));
-        }
         const QMap<QString, QByteArray> before = snapshot(paths.folder);
         const int plainConnections = m_plainConnections;
 
-        const Loaded loaded = loadBoth(cacheRoot, link, DownloadTimeouts{3000, 4000});
+        const Loaded loaded = loadAll(cacheRoot, link, neighbour, DownloadTimeouts{3000, 4000});
         QVERIFY(loaded.ended);
+        QString why;
+        QVERIFY2(neighbourIsWhole(loaded.neighbour, fault.name, false, &why), qPrintable(why));
         QCOMPARE(loaded.healthy.packages.size(), 3);
         QCOMPARE(loaded.healthy.health.outcome, HealthOutcome::Downloaded);
         QCOMPARE(loaded.healthy.health.problem, QString());
         QVERIFY(!identifiers(loaded.faulty.packages).contains(QStringLiteral("smuggled")));
-        const QString problem = m_problems.value(QTest::currentDataTag());
+        const QString problem = m_problems.value(fault.name);
         QVERIFY2(loaded.faulty.health.problem.contains(problem), qPrintable(loaded.faulty.health.problem));
         QCOMPARE(m_plainConnections, plainConnections);
+        const Routes &routes = fault.routes;
+        const int packages = fault.packages;
 
         switch (outcome) {
         case Outcome::Kept:
@@ -304,6 +374,49 @@ private Q_SLOTS:
             QVERIFY(!QFileInfo::exists(paths.folder));
             break;
         }
+
+        // Warm: the neighbour's validators are asked about and it answers 304, whatever the row
+        // does meanwhile on the same host and port.
+        const Loaded warm = loadAll(cacheRoot, link, neighbour, DownloadTimeouts{3000, 4000});
+        QVERIFY(warm.ended);
+        QVERIFY2(neighbourIsWhole(warm.neighbour, fault.name, true, &why), qPrintable(why));
+        QVERIFY(!identifiers(warm.faulty.packages).contains(QStringLiteral("smuggled")));
+    }
+
+    // Every row at once, their neighbours beside them, all on one host and port, cold and then warm,
+    // a few times over: the faults depend on timing, and a client that shares connections between
+    // requests meets each of them with somebody else's request.
+    void everyFaultAtOnce()
+    {
+        QTemporaryDir data;
+        const QString cacheRoot = cacheRootIn(data.path());
+        const RepoMeta seedMeta{
+            QStringLiteral("\"seed\""), QStringLiteral("Sun, 01 Nov 2026 10:00:00 GMT"), {}, 1.5};
+        QStringList links;
+        QStringList neighbours;
+        for (const FaultRow &row : std::as_const(m_rows)) {
+            links.append(prepare(row, cacheRoot, seedMeta));
+            neighbours.append(neighbourOf(row.name));
+        }
+        for (int round = 0; round < 4; ++round) {
+            SourceLoader loader(LoadEnvironment{cacheRoot, DeviceRoot(data.filePath(u"device"_s)),
+                                                DownloadTimeouts{3000, 4000}});
+            QList<LoadResult> faulty(m_rows.size());
+            QList<LoadResult> beside(m_rows.size());
+            int done = 0;
+            for (qsizetype i = 0; i < m_rows.size(); ++i) {
+                loader.load(links.at(i), false, [&, i](const LoadResult &r) { faulty[i] = r, ++done; });
+                loader.load(neighbours.at(i), false, [&, i](const LoadResult &r) { beside[i] = r, ++done; });
+            }
+            QVERIFY(QTest::qWaitFor([&] { return done == 2 * m_rows.size(); }, 30000));
+            for (qsizetype i = 0; i < m_rows.size(); ++i) {
+                QString why;
+                QVERIFY2(neighbourIsWhole(beside.at(i), m_rows.at(i).name, round > 0, &why), qPrintable(why));
+                const QStringList got = identifiers(faulty.at(i).packages);
+                QVERIFY2(!got.contains(u"smuggled"_s) && !got.contains(u"neighbour.one"_s),
+                         qPrintable(m_rows.at(i).name + ": " + got.join(u", "_s)));
+            }
+        }
     }
 
     void aBodyPastTheCeilingIsCutOff_data()
@@ -325,7 +438,8 @@ private Q_SLOTS:
         const QString link = m_faults->url(QString::fromLatin1(folder.mid(1)));
         const qint64 sentBefore = m_faults->generatedBytesSent();
         // Limits long enough that only the size can stop the first candidate.
-        const Loaded loaded = loadBoth(cacheRootIn(data.path()), link, DownloadTimeouts{120000, 120000});
+        const Loaded loaded =
+            loadAll(cacheRootIn(data.path()), link, neighbourOf(folder), DownloadTimeouts{120000, 120000});
         QVERIFY(loaded.ended);
         QCOMPARE(loaded.faulty.servedFrom, ServedFrom::Network);
         QCOMPARE(loaded.faulty.packages.size(), 3);
@@ -367,11 +481,8 @@ private Q_SLOTS:
     // record names the certificate problem.
     void anUntrustedServerIsATlsError()
     {
-        const QSslConfiguration trusted = QSslConfiguration::defaultConfiguration();
-        QSslConfiguration withoutTestCa = trusted;
-        withoutTestCa.setCaCertificates(QSslConfiguration::systemCaCertificates());
-        QSslConfiguration::setDefaultConfiguration(withoutTestCa);
-        const auto restore = qScopeGuard([&] { QSslConfiguration::setDefaultConfiguration(trusted); });
+        HttpClient::setExtraAuthorities({});
+        const auto restore = qScopeGuard([&] { m_certificates.trustInThisProcess(); });
         m_faults->setRoute("/untrusted/Packages", Route{200, m_index});
         QTemporaryDir data;
         const QString root = cacheRootIn(data.path());

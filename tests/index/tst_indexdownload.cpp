@@ -1,7 +1,6 @@
 #include "device/locallists.h"
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
-#include "index/lowdelaysockets.h"
 #include "index/repometa.h"
 #include "index/sourceloader.h"
 
@@ -15,17 +14,12 @@
 #include <QDirIterator>
 #include <QRandomGenerator>
 #include <QScopeGuard>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTest>
 
 #include <cerrno>
 #include <cstring>
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/mount.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 using Route = FaultServer::Route;
@@ -320,30 +314,6 @@ private Q_SLOTS:
         QCOMPARE(result.servedFrom, served.isEmpty() ? ServedFrom::Lists : ServedFrom::Network);
         QCOMPARE(result.packages.size(), 240);
         QCOMPARE(filesBelow(environment().cacheRoot), before);
-    }
-
-    // Qt's own sockets never ask for it; each connection the loader opens must send at once.
-    void connectionsSendWithoutDelay_data()
-    {
-        QTest::addColumn<QHostAddress>("address");
-        QTest::newRow("IPv4") << QHostAddress(QHostAddress::LocalHost);
-        QTest::newRow("IPv6") << QHostAddress(QHostAddress::LocalHostIPv6);
-    }
-    void connectionsSendWithoutDelay()
-    {
-        QFETCH(QHostAddress, address);
-        enableLowDelaySockets();
-        QTcpServer server;
-        if (!server.listen(address))
-            QSKIP("this address family is not available here");
-        QTcpSocket socket;
-        socket.connectToHost(address, server.serverPort());
-        QVERIFY(socket.waitForConnected(5000));
-        int noDelay = 0;
-        socklen_t size = sizeof(noDelay);
-        QCOMPARE(getsockopt(int(socket.socketDescriptor()), IPPROTO_TCP, TCP_NODELAY, &noDelay, &size), 0);
-        QCOMPARE(noDelay, 1);
-        QCOMPARE(socket.socketOption(QAbstractSocket::LowDelayOption).toInt(), 1);
     }
 };
 

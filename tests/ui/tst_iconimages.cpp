@@ -13,7 +13,6 @@
 #include <QQmlEngine>
 #include <QQuickTextureFactory>
 #include <QRandomGenerator>
-#include <QSslConfiguration>
 #include <QTemporaryDir>
 #include <QtQml/QQmlExtensionPlugin>
 #include <QtTest>
@@ -68,7 +67,6 @@ class TestIconImages : public QObject
     std::unique_ptr<FaultServer> m_faults;
     std::unique_ptr<IconLoader> m_loader;
     std::unique_ptr<IconImageProvider> m_provider;
-    QSslConfiguration m_withoutTestCa;
 
     // Listens from the start: a response may finish while another one is being waited for.
     struct Asked
@@ -113,7 +111,6 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(m_certificates.isValid());
-        m_withoutTestCa = QSslConfiguration::defaultConfiguration();
         m_certificates.trustInThisProcess();
         QVERIFY(writeFile(m_www.filePath(QStringLiteral("icon.png")), png(64)));
         QVERIFY(writeFile(m_www.filePath(QStringLiteral("huge.png")), png(1200)));
@@ -187,10 +184,9 @@ private Q_SLOTS:
     // Verification stays on: a server whose authority is not trusted gives no icon.
     void untrustedServerFails()
     {
-        const QSslConfiguration trusted = QSslConfiguration::defaultConfiguration();
-        QSslConfiguration::setDefaultConfiguration(m_withoutTestCa);
+        HttpClient::setExtraAuthorities({});
         const Answer answer = fetch(m_nginx->url(QStringLiteral("icon.png")));
-        QSslConfiguration::setDefaultConfiguration(trusted);
+        m_certificates.trustInThisProcess();
         QVERIFY(answer.image.isNull());
         QVERIFY(!answer.error.isEmpty());
     }

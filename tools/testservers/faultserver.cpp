@@ -91,6 +91,13 @@ void FaultServer::answer(QTcpSocket *socket, const Request &request)
     Route route = m_routes.value(request.path, Route{404, "not here\n", {}, Fault::None});
     if (route.closesWhenAsked)
         route.keepAlive = !request.headers.value("connection").toLower().contains("close");
+    if (!route.etag.isEmpty()) {
+        if (request.headers.value("if-none-match") == route.etag) {
+            route.status = 304;
+            route.body.clear();
+        }
+        route.headers.append({"ETag", route.etag});
+    }
     if (route.fault == Fault::Reset) {
         socket->abort();
         return;

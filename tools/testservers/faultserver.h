@@ -51,6 +51,7 @@ public:
         int interval = 0;       // for Fault::Drip
         qint64 contentLength = -1; // when set: the Content-Length sent, whatever the body's size
         bool undelimited = false;  // no Content-Length: the body ends when the connection does
+        QByteArray etag;           // when set: sent, and a request that names it gets a bare 304
 
         [[nodiscard]] Route followedBy(QByteArray bytes) const
         {
@@ -92,6 +93,14 @@ public:
             Route r = *this;
             r.fault = Fault::Drip;
             r.interval = milliseconds;
+            return r;
+        }
+        // A well-behaved repository: validators honoured, the connection kept for further requests.
+        [[nodiscard]] Route healthy(QByteArray tag) const
+        {
+            Route r = *this;
+            r.etag = std::move(tag);
+            r.keepAlive = true;
             return r;
         }
         [[nodiscard]] Route claimingLength(qint64 length) const

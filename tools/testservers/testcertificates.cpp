@@ -1,9 +1,9 @@
 #include "testcertificates.h"
 
+#include "common/httpclient.h"
+
 #include <QFile>
 #include <QProcess>
-#include <QSslCertificate>
-#include <QSslConfiguration>
 
 namespace {
 
@@ -57,7 +57,5 @@ QString TestCertificates::filePath(const QString &name) const
 
 void TestCertificates::trustInThisProcess() const
 {
-    QSslConfiguration config = QSslConfiguration::defaultConfiguration();
-    config.addCaCertificates(QSslCertificate::fromPath(caFile()));
-    QSslConfiguration::setDefaultConfiguration(config);
+    HttpClient::setExtraAuthorities(caFile());
 }

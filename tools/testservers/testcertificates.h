@@ -15,8 +15,8 @@ public:
     [[nodiscard]] QString certificateFile() const { return filePath(QStringLiteral("server.pem")); }
     [[nodiscard]] QString keyFile() const { return filePath(QStringLiteral("server.key")); }
 
-    // Adds the CA to the default TLS configuration, the way the app's --ca-file does; must run
-    // before any network access manager exists.
+    // Trusts the CA beside the system's for the process's HTTP client, the way the app's --ca-file
+    // does.
     void trustInThisProcess() const;
 
 private:
