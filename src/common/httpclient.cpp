@@ -2,7 +2,9 @@
 
 #include "common/threadpriority.h"
 
+#include <QDir>
 #include <QFile>
+#include <QTemporaryFile>
 
 #include <curl/curl.h>
 
@@ -23,6 +25,37 @@ constexpr long kMaxTotalConnections = 256;
 
 std::mutex g_authoritiesMutex;
 QString g_extraAuthorities; // guarded by g_authoritiesMutex
+// The system's bundle with the extra authorities after it; every file made stays until exit, since
+// a request started earlier may still be connecting with it.
+QString g_bundle;                                       // guarded by g_authoritiesMutex
+std::vector<std::unique_ptr<QTemporaryFile>> g_bundles; // guarded by g_authoritiesMutex
+
+// The one file of trusted authorities that a request names. curl builds the store of authorities once
+// per client and reuses it only when it comes from a single file: a folder of hashed certificates
+// beside it (Debian's default) has every connection read the whole system bundle again, several
+// milliseconds of CPU per connection.
+QByteArray bundleFor(const QString &extra)
+{
+    if (extra.isEmpty())
+        return {};
+    QFile extraFile(extra);
+    CURL *probe = curl_easy_init();
+    char *systemPath = nullptr;
+    curl_easy_getinfo(probe, CURLINFO_CAINFO, &systemPath);
+    QFile system(QString::fromLocal8Bit(systemPath ? systemPath : "/etc/ssl/certs/ca-certificates.crt"));
+    curl_easy_cleanup(probe);
+    auto bundle =
+        std::make_unique<QTemporaryFile>(QDir::tempPath() + QStringLiteral("/tallowpine-ca-XXXXXX.pem"));
+    if (!extraFile.open(QIODevice::ReadOnly) || !bundle->open())
+        return QFile::encodeName(extra); // curl names the problem when it cannot read it either
+    if (system.open(QIODevice::ReadOnly))
+        bundle->write(system.readAll() + '\n');
+    bundle->write(extraFile.readAll());
+    bundle->close();
+    const QByteArray path = QFile::encodeName(bundle->fileName());
+    g_bundles.push_back(std::move(bundle));
+    return path;
+}
 
 struct CurlGlobal
 {
@@ -168,7 +201,10 @@ HttpClient &HttpClient::shared()
 void HttpClient::setExtraAuthorities(const QString &pemFile)
 {
     const std::lock_guard lock(g_authoritiesMutex);
+    if (pemFile == g_extraAuthorities)
+        return;
     g_extraAuthorities = pemFile;
+    g_bundle = QFile::decodeName(bundleFor(pemFile));
 }
 
 QString HttpClient::extraAuthorities()
@@ -206,7 +242,10 @@ HttpClient::Id HttpClient::start(HttpRequest request, Done done)
     auto transfer = std::make_unique<Transfer>();
     transfer->request = std::move(request);
     transfer->done = std::move(done);
-    transfer->authorities = QFile::encodeName(extraAuthorities());
+    {
+        const std::lock_guard lock(g_authoritiesMutex);
+        transfer->authorities = QFile::encodeName(g_bundle);
+    }
     Id id = 0;
     {
         const std::lock_guard lock(m_mutex);
@@ -316,12 +355,10 @@ void HttpClient::addTransfer(std::unique_ptr<Transfer> transfer)
     curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-    if (!transfer->authorities.isEmpty()) {
-        // CAINFO replaces the default bundle; the system's authorities stay trusted through its
-        // folder of hashed certificates.
+    // One file, so that curl keeps the store it builds from it (see bundleFor).
+    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+    if (!transfer->authorities.isEmpty())
         curl_easy_setopt(easy, CURLOPT_CAINFO, transfer->authorities.constData());
-        curl_easy_setopt(easy, CURLOPT_CAPATH, "/etc/ssl/certs");
-    }
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "TallowPine/" TALLOWPINE_VERSION);
     for (const QByteArray &line : request.headers)
         transfer->headers = curl_slist_append(transfer->headers, line.constData());
