@@ -398,9 +398,11 @@ private Q_SLOTS:
             links.append(prepare(row, cacheRoot, seedMeta));
             neighbours.append(neighbourOf(row.name));
         }
-        for (int round = 0; round < 4; ++round) {
+        for (int round = 0; round < 3; ++round) {
+            // Ninety sources queue for one host's connections here, behind the rows that stall: the
+            // limit leaves the neighbours room on a busy machine.
             SourceLoader loader(LoadEnvironment{cacheRoot, DeviceRoot(data.filePath(u"device"_s)),
-                                                DownloadTimeouts{3000, 4000}});
+                                                DownloadTimeouts{8000, 8000}});
             QList<LoadResult> faulty(m_rows.size());
             QList<LoadResult> beside(m_rows.size());
             int done = 0;
