@@ -1,16 +1,18 @@
-// Loads every source of a generated 144-repository catalogue the way the app does, from a real nginx on
+// Loads every source of a generated catalogue (bench/make-repos) the way the app does, from a real nginx on
 // loopback, and measures one run of each case: cold (empty cache), warm (every index answers 304) and
 // offline (server gone, cache only). During the cold load it also records the time to the first
 // non-empty package pool, the longest pause of the main thread's event loop and the peak RSS.
 // Driven by bench/load-all, which makes the repositories (bench/make-repos) and times apt-get beside it.
 //
-// Two worlds: "single" puts every repository on one host (127.0.0.1, the app's view of the tree);
-// "hosts" gives each repository a loopback address of its own (127.0.0.N, the view apt reads: a real
-// gzip "Packages.gz" beside the plain "Packages"), and --with-builtin adds the built-in catalogue,
-// which is unreachable when run inside a network namespace of its own (bench/load-all does that).
+// Worlds: "single" puts every repository on one host (127.0.0.1, the app's view of the tree);
+// "hosts" gives each repository a loopback address of its own (127.0.0.1 to .250, then 127.0.1.1 and
+// on; the view apt reads: a real gzip "Packages.gz" beside the plain "Packages"), and --with-builtin
+// adds the built-in catalogue, which is unreachable when run inside a network namespace of its own
+// (bench/load-all does that). --server-http2 has nginx offer HTTP/2 as well.
 //
 // usage: tallowpine-loadall-bench --repos DIR [--json FILE] [--mode packages|sources]
-//                                 [--world single|hosts] [--with-builtin] [--trace-stalls]
+//                                 [--world single|hosts] [--with-builtin] [--server-http2]
+//                                 [--trace-stalls]
 // Main thread only; the app's own loader threads do the loading.
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
@@ -76,12 +78,18 @@ QList<Repo> readRepos(const QString &dir)
     return repos;
 }
 
+// The n-th loopback address from 1, as tools/testservers/make-test-certificates names them.
+QString loopbackAddress(int n)
+{
+    return QStringLiteral("127.0.%1.%2").arg((n - 1) / 250).arg((n - 1) % 250 + 1);
+}
+
 // The repositories' own nginx configuration (its rate map slows the stalled ones down), filled in
 // and run as a child that dies with us, so a crash here never leaves a server behind.
 class RepoServer
 {
 public:
-    RepoServer(const QString &repoDir, const TestCertificates &certificates, int addresses)
+    RepoServer(const QString &repoDir, const TestCertificates &certificates, int addresses, bool http2)
     {
         QFile in(repoDir + QStringLiteral("/nginx.conf.in"));
         QTcpServer probe;
@@ -92,7 +100,8 @@ public:
         QString config = QString::fromUtf8(in.readAll());
         QString listen;
         for (int n = 1; n <= addresses; ++n)
-            listen += QStringLiteral("listen 127.0.0.%1:@PORT@ ssl;\n        ").arg(n);
+            listen += QStringLiteral("listen %1:@PORT@ ssl%2;\n        ")
+                          .arg(loopbackAddress(n), http2 ? QStringLiteral(" http2") : QString());
         config.replace(QStringLiteral("listen 127.0.0.1:@PORT@ ssl;\n        "), listen)
             .replace(QStringLiteral("@PORT@"), QString::number(port))
             .replace(QStringLiteral("@CERT@"), certificates.certificateFile())
@@ -468,8 +477,10 @@ int main(int argc, char **argv)
     const QCommandLineOption traceOption(
         QStringLiteral("trace-stalls"),
         QStringLiteral("Print where each main-thread gap of over 6 ms went."));
-    parser.addOptions(
-        {reposOption, jsonOption, modeOption, boostOption, worldOption, builtinOption, traceOption});
+    const QCommandLineOption http2Option(QStringLiteral("server-http2"),
+                                         QStringLiteral("nginx offers HTTP/2 beside HTTP/1.1."));
+    parser.addOptions({reposOption, jsonOption, modeOption, boostOption, worldOption, builtinOption,
+                       traceOption, http2Option});
     parser.process(app);
     TracingApplication::tracing = parser.isSet(traceOption);
     if (!parser.isSet(reposOption))
@@ -489,11 +500,12 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "loadall: openssl could not make the test certificates\n");
         return 1;
     }
-    // Before any network access manager exists, as --ca-file does it.
+    // Before the first request, as --ca-file does it.
     certificates.trustInThisProcess();
 
-    const bool hosts = parser.value(worldOption) == QLatin1String("hosts");
-    RepoServer server(repoDir, certificates, hosts ? int(repos.size()) : 1);
+    // "scale" is bench/load-all's name for the hosts world of its 1,000-repository tree.
+    const bool hosts = parser.value(worldOption) != QLatin1String("single");
+    RepoServer server(repoDir, certificates, hosts ? int(repos.size()) : 1, parser.isSet(http2Option));
     if (server.port() == 0) {
         std::fprintf(stderr, "loadall: nginx did not start\n");
         return 1;
@@ -501,8 +513,8 @@ int main(int argc, char **argv)
     QStringList links;
     for (qsizetype i = 0; i < repos.size(); ++i) {
         links.append(
-            hosts ? QStringLiteral("https://127.0.0.%1:%2/apt/%3/")
-                        .arg(i + 1)
+            hosts ? QStringLiteral("https://%1:%2/apt/%3/")
+                        .arg(loopbackAddress(int(i) + 1))
                         .arg(server.port())
                         .arg(repos.at(i).name)
                   : QStringLiteral("https://127.0.0.1:%1/app/%2/").arg(server.port()).arg(repos.at(i).name));
