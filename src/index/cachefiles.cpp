@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -22,7 +23,21 @@ void (*beforeRenameHook)() = nullptr;
 // this size end well inside a millisecond, and each return from the kernel lets it preempt us.
 constexpr qint64 writeSlice = 256 * 1024;
 
-bool writeInSlices(QSaveFile &out, QByteArrayView bytes)
+// Unbuffered, and synced here rather than in commit(): a full disk must show before any file is
+// renamed, not half-way through the renames. A file system that cannot sync at all says EINVAL.
+bool stage(QSaveFile &out, const std::function<bool(QFileDevice &out)> &write)
+{
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || !write(out) ||
+        (::fdatasync(out.handle()) != 0 && errno != EINVAL)) {
+        qCDebug(lcIndex) << "cannot write" << out.fileName() << out.errorString();
+        return false; // the staged file goes with its QSaveFile object
+    }
+    return true;
+}
+
+} // namespace
+
+bool writeCacheBytes(QFileDevice &out, QByteArrayView bytes)
 {
     for (qint64 at = 0; at < bytes.size(); at += writeSlice) {
         const qint64 length = std::min(writeSlice, bytes.size() - at);
@@ -32,7 +47,13 @@ bool writeInSlices(QSaveFile &out, QByteArrayView bytes)
     return true;
 }
 
-} // namespace
+bool replaceCacheFileWith(const QString &path, const std::function<bool(QFileDevice &out)> &write)
+{
+    if (!QDir().mkpath(QFileInfo(path).absolutePath()))
+        return false;
+    QSaveFile out(path);
+    return stage(out, write) && out.commit();
+}
 
 bool replaceCacheFiles(const QString &folder, const QList<CacheFileContent> &files)
 {
@@ -41,13 +62,8 @@ bool replaceCacheFiles(const QString &folder, const QList<CacheFileContent> &fil
     std::vector<std::unique_ptr<QSaveFile>> staged;
     for (const CacheFileContent &file : files) {
         auto &out = staged.emplace_back(std::make_unique<QSaveFile>(file.path));
-        // Unbuffered, and synced here rather than in commit(): a full disk must show before any file is
-        // renamed, not half-way through the renames. A file system that cannot sync at all says EINVAL.
-        if (!out->open(QIODevice::WriteOnly | QIODevice::Unbuffered) || !writeInSlices(*out, file.bytes) ||
-            (::fdatasync(out->handle()) != 0 && errno != EINVAL)) {
-            qCDebug(lcIndex) << "cannot write" << file.path << out->errorString();
+        if (!stage(*out, [&file](QFileDevice &device) { return writeCacheBytes(device, file.bytes); }))
             return false; // the staged files go with their QSaveFile objects
-        }
     }
     if (beforeRenameHook)
         beforeRenameHook();

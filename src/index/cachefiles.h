@@ -7,6 +7,10 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+
+class QFileDevice;
+
 struct CacheFileContent
 {
     QString path;
@@ -20,6 +24,15 @@ struct CacheFileContent
 // that belong to another index. Creates the folder. False when nothing was replaced, or (rarely) when a
 // rename failed part-way.
 [[nodiscard]] bool replaceCacheFiles(const QString &folder, const QList<CacheFileContent> &files);
+
+// One file too large to hold whole in memory: `write` fills the staged file (it may seek in it, and
+// should write through writeCacheBytes()), returning false to give up. Then the same all-or-nothing
+// replacement as above.
+[[nodiscard]] bool replaceCacheFileWith(const QString &path,
+                                        const std::function<bool(QFileDevice &out)> &write);
+
+// Writes the bytes in slices short enough that the thread gives up its core between them.
+[[nodiscard]] bool writeCacheBytes(QFileDevice &out, QByteArrayView bytes);
 
 // Test-only: called once every file is written and before the first rename, so a test can end the
 // process exactly there. Null (the default) in the app.

@@ -1,5 +1,7 @@
 #include "index/packageinfo.h"
 
+#include "index/mappedrecord.h"
+
 #include <QAtomicInt>
 #include <QRandomGenerator>
 
@@ -19,6 +21,15 @@ struct PackageInfo::Block
 
     char16_t *text() { return reinterpret_cast<char16_t *>(this + 1); }
     [[nodiscard]] const char16_t *text() const { return reinterpret_cast<const char16_t *>(this + 1); }
+};
+
+// What the getters read, wherever the record lives.
+struct PackageInfo::Fields
+{
+    quint8 present = 0;
+    bool defaultIcon = false;
+    const quint32 *end = nullptr;
+    const char16_t *text = nullptr;
 };
 
 namespace {
@@ -167,10 +178,23 @@ PackageInfo PackageInfo::fromIndexFields(const IndexFields &fields, TextEncoding
     return PackageInfo(block);
 }
 
+quint64 PackageInfo::reserveSerials(quint64 count)
+{
+    return g_nextSerial.fetch_add(count, std::memory_order_relaxed);
+}
+
+PackageInfo PackageInfo::fromMappedRecord(const MappedRecord *record)
+{
+    record->owner()->refs.ref();
+    return PackageInfo(reinterpret_cast<Block *>(reinterpret_cast<quintptr>(record) | 1));
+}
+
 PackageInfo::PackageInfo(const PackageInfo &other) noexcept
     : m_block(other.m_block)
 {
-    if (m_block)
+    if (isMapped())
+        mapped()->owner()->refs.ref();
+    else if (m_block)
         m_block->ref.ref();
 }
 
@@ -190,6 +214,12 @@ PackageInfo &PackageInfo::operator=(PackageInfo &&other) noexcept
 
 PackageInfo::~PackageInfo()
 {
+    if (isMapped()) {
+        MappedRecordOwner *owner = mapped()->owner();
+        if (!owner->refs.deref())
+            owner->release(owner);
+        return;
+    }
     if (m_block && !m_block->ref.deref()) {
         m_block->~Block();
         std::free(m_block);
@@ -201,8 +231,10 @@ QUuid PackageInfo::id() const
     if (!m_block)
         return {};
     const IdKey &key = idKey();
-    const quint64 high = (key.high & ~quint64(0xF000)) | 0x4000;               // version 4
-    const quint64 low = (quint64(2) << 62) | mix62(m_block->serial ^ key.low); // RFC 4122 variant
+    const quint64 high = (key.high & ~quint64(0xF000)) | 0x4000; // version 4
+    const quint64 serial =
+        isMapped() ? mapped()->owner()->serialBase + mapped()->selfOffset / 8 : m_block->serial;
+    const quint64 low = (quint64(2) << 62) | mix62(serial ^ key.low); // RFC 4122 variant
     return QUuid(uint(high >> 32), ushort(high >> 16), ushort(high), uchar(low >> 56), uchar(low >> 48),
                  uchar(low >> 40), uchar(low >> 32), uchar(low >> 24), uchar(low >> 16), uchar(low >> 8),
                  uchar(low));
@@ -210,22 +242,36 @@ QUuid PackageInfo::id() const
 
 QString PackageInfo::sourceLink() const
 {
+    if (isMapped())
+        return mapped()->owner()->links[mapped()->sourceIndex];
     return m_block ? m_block->sourceLink : QString();
+}
+
+PackageInfo::Fields PackageInfo::fields() const
+{
+    if (isMapped()) {
+        const MappedRecord *record = mapped();
+        return {record->present, record->defaultIcon != 0, record->end.data(), record->text()};
+    }
+    if (!m_block)
+        return {};
+    return {m_block->present, m_block->defaultIcon, m_block->end.data(), m_block->text()};
 }
 
 std::optional<QStringView> PackageInfo::view(Field field) const
 {
-    if (!m_block || !(m_block->present & (1U << field)))
+    const Fields f = fields();
+    if (!(f.present & (1U << field)))
         return std::nullopt;
-    if (field == Icon && m_block->defaultIcon)
+    if (field == Icon && f.defaultIcon)
         return kDefaultIconURL;
-    const quint32 begin = field == 0 ? 0 : m_block->end[field - 1];
-    return QStringView(m_block->text() + begin, qsizetype(m_block->end[field] - begin));
+    const quint32 begin = field == 0 ? 0 : f.end[field - 1];
+    return QStringView(f.text + begin, qsizetype(f.end[field] - begin));
 }
 
 std::optional<QString> PackageInfo::text(Field field) const
 {
-    if (field == Icon && m_block && m_block->defaultIcon)
+    if (field == Icon && fields().defaultIcon)
         return QStringLiteral("Resources/Tweaks.png");
     const std::optional<QStringView> value = view(field);
     if (!value)

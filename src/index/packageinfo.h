@@ -20,7 +20,11 @@ inline constexpr QStringView kDefaultIconURL = u"Resources/Tweaks.png";
 // A record is one pointer to a single shared block that holds its id, its source link (shared with
 // every record of the same source) and the UTF-16 text of its seven fields back to back. Building one
 // costs one allocation; copying one costs a reference count. The string getters copy the text out;
-// view() reads it in place for code that touches many records (search, sorting).
+// view() reads it in place for code that touches many records (search, sorting). A record may instead
+// be read in place from a mapped catalogue snapshot, in the same layout; copying one of those counts a
+// reference on the mapping.
+struct MappedRecord;
+
 class PackageInfo
 {
 public:
@@ -55,6 +59,12 @@ public:
     // limited to 4 Gi UTF-16 units, which the parser's input limit guarantees.
     [[nodiscard]] static PackageInfo fromIndexFields(const IndexFields &fields, TextEncoding encoding,
                                                      const QString &sourceLink);
+    // A record read in place from a mapped catalogue snapshot, which has checked it; it keeps the
+    // mapping alive.
+    [[nodiscard]] static PackageInfo fromMappedRecord(const MappedRecord *record);
+    // The first of `count` serial numbers no other record of this process gets; a snapshot's records take
+    // their ids from such a range.
+    [[nodiscard]] static quint64 reserveSerials(quint64 count);
 
     PackageInfo(const PackageInfo &other) noexcept;
     PackageInfo(PackageInfo &&other) noexcept
@@ -83,9 +93,17 @@ public:
 
 private:
     struct Block;
+    struct Fields;
     explicit PackageInfo(Block *block)
         : m_block(block)
     {}
+    // A mapped record is marked by the low bit of the pointer; both kinds are 8-byte aligned.
+    [[nodiscard]] bool isMapped() const { return (reinterpret_cast<quintptr>(m_block) & 1) != 0; }
+    [[nodiscard]] const MappedRecord *mapped() const
+    {
+        return reinterpret_cast<const MappedRecord *>(reinterpret_cast<quintptr>(m_block) & ~quintptr(1));
+    }
+    [[nodiscard]] Fields fields() const;
     static void *allocate(qsizetype units);
     static Block *construct(void *memory, const QString &sourceLink);
 
