@@ -209,6 +209,7 @@ struct PhaseResult
     double allButStalledMs = 0;   // when the last source that is not slowed down finished
     double lastReachableMs = 0;   // when the last source that got packages finished
     double firstKeystrokeMs = -1; // after the load: one letter typed to its filtered list
+    double snapshotMs = -1;       // from the end of the load until its snapshot was written
     double maxStallMs = 0;        // longest gap between two ticks of a 1 ms timer on this thread
     double maxStallEndMs = 0;     // when that gap ended
     double startCallMs = 0;       // how long the loadAllPackages() call itself took
@@ -368,6 +369,15 @@ PhaseResult runPhase(const QString &name, const Platform &platform, const QList<
     QObject::connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
     limit.start(300000);
 
+    // The snapshot this load leaves is written on a worker after it ends; the next phase must find it.
+    bool snapshotSaved = false;
+    QEventLoop snapshotLoop;
+    QObject::connect(&model, &RepoViewModel::snapshotSaved, &snapshotLoop, [&] {
+        snapshotSaved = true;
+        result.snapshotMs = double(clock.nsecsElapsed()) / 1e6 - result.wallMs;
+        snapshotLoop.quit();
+    });
+
     const double cpuBefore = cpuMsSoFar();
     clock.start();
     ticker.start();
@@ -403,6 +413,10 @@ PhaseResult runPhase(const QString &name, const Platform &platform, const QList<
             loop.exec();
         QObject::disconnect(filtered);
     }
+    if (!snapshotSaved) {
+        QTimer::singleShot(120000, &snapshotLoop, &QEventLoop::quit);
+        snapshotLoop.exec();
+    }
     for (const RepoSource &source : model.sources())
         ++result.served[servedFromName(model.loader().lastServedFrom(source.link))];
     result.rssAfterKiB = currentRssKiB();
@@ -422,6 +436,7 @@ QJsonObject toJson(const PhaseResult &r)
                        {QStringLiteral("all_but_stalled_ms"), r.allButStalledMs},
                        {QStringLiteral("last_reachable_ms"), r.lastReachableMs},
                        {QStringLiteral("first_keystroke_ms"), r.firstKeystrokeMs},
+                       {QStringLiteral("snapshot_ms"), r.snapshotMs},
                        {QStringLiteral("max_stall_ms"), r.maxStallMs},
                        {QStringLiteral("max_stall_end_ms"), r.maxStallEndMs},
                        {QStringLiteral("cpu_ms"), r.cpuMs},

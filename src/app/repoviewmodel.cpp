@@ -3,6 +3,7 @@
 #include "device/installedpackages.h"
 #include "handoff/handofflinks.h"
 #include "index/cachepaths.h"
+#include "index/snapshotstore.h"
 #include "search/packagerows.h"
 #include "sources/defaultsources.h"
 #include "sources/sourceediting.h"
@@ -23,11 +24,20 @@ Q_LOGGING_CATEGORY(lcApp, "tallowpine.app")
 
 namespace {
 
-LoadEnvironment loadEnvironment(const Platform &platform)
+LoadEnvironment loadEnvironment(const Platform &platform, std::shared_ptr<SnapshotStore> snapshots = {})
 {
     const QString cacheRoot =
         platform.dataDirectory.isEmpty() ? defaultCacheRoot() : cacheRootIn(platform.dataDirectory);
-    return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, platform.offline};
+    return LoadEnvironment{cacheRoot, platform.deviceRoot, platform.timeouts, platform.offline,
+                           std::move(snapshots)};
+}
+
+// Beside the cache root rather than in it, where a source's folder could have any name.
+QString snapshotPath(const Platform &platform)
+{
+    return QFileInfo(loadEnvironment(platform).cacheRoot)
+        .dir()
+        .filePath(QStringLiteral("Catalogue.snapshot"));
 }
 
 Platform withClock(Platform platform)
@@ -50,9 +60,10 @@ RepoViewModel::RepoViewModel(Platform platform, QObject *parent)
 RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> searchTimer, QObject *parent)
     : QObject(parent)
     , m_platform(withClock(std::move(platform)))
+    , m_snapshots(std::make_shared<SnapshotStore>(snapshotPath(m_platform)))
     , m_sourceModel(new SourceListModel(this))
     , m_filteredPackagesModel(new PackageListModel(this))
-    , m_loader(new SourceLoader(loadEnvironment(m_platform), this))
+    , m_loader(new SourceLoader(loadEnvironment(m_platform, m_snapshots), this))
     , m_jobs(new BackgroundJobs(this))
     , m_healthModel(new SourceHealthModel(m_platform.now, this))
     , m_healthRecordsPath(QFileInfo(loadEnvironment(m_platform).cacheRoot)
@@ -553,6 +564,7 @@ void RepoViewModel::loadPackages(const QString &link, bool force,
     setLoading(link, true);
     m_loader->load(link, force, [this, link, completion = std::move(completion)](const LoadResult &result) {
         m_searchIndexes.insert(link, {result.packages, result.searchIndex});
+        m_cacheStamps.insert(link, result.cacheStamp);
         recordHealth(link, result.health);
         publishPackages(link, result.packages);
         completion(result.packages);
@@ -618,6 +630,7 @@ void RepoViewModel::loadAllPackages(std::function<void()> completion)
         std::fflush(m_platform.diagnostics);
         completion();
         Q_EMIT allPackagesLoaded();
+        saveSnapshot();
     };
     if (*remaining == 0) {
         QMetaObject::invokeMethod(this, finish, Qt::QueuedConnection);
@@ -643,6 +656,26 @@ void RepoViewModel::loadAllPackages(std::function<void()> completion)
                 Qt::QueuedConnection);
         });
     }
+}
+
+void RepoViewModel::saveSnapshot()
+{
+    // Every source of the list that came from its cache, in list order; the others are parsed anew
+    // next time in any case.
+    QList<SnapshotSource> sources;
+    QSet<QString> seen;
+    for (const RepoSource &source : std::as_const(m_sources)) {
+        const QByteArray stamp = m_cacheStamps.value(source.link);
+        const auto packages = m_packagesByLink.constFind(source.link);
+        if (stamp.isEmpty() || packages == m_packagesByLink.cend() || seen.contains(source.link))
+            continue;
+        seen.insert(source.link);
+        sources.append({source.link, stamp, *packages});
+    }
+    m_jobs->start([this, store = m_snapshots, sources = std::move(sources)]() -> BackgroundJobs::Completion {
+        const bool saved = store->save(sources);
+        return [this, saved] { Q_EMIT snapshotSaved(saved); };
+    });
 }
 
 void RepoViewModel::loadSources()

@@ -256,6 +256,9 @@ Q_SIGNALS:
     void loadProgressChanged();
     // After each loadAllPackages() run, on the main thread.
     void allPackagesLoaded();
+    // The catalogue snapshot a loadAllPackages() run starts holds what that run loaded (or it could not be
+    // written); on the main thread.
+    void snapshotSaved(bool saved);
     // A light tap of feedback for the user; the screens show it as a short pulse.
     void feedback();
     // showSourcePackages() has an answer for this link in packagesByLink.
@@ -276,8 +279,11 @@ private:
     void recordHealth(const QString &link, const LoadHealth &health);
     // Reads the records kept from earlier runs and saves new ones a second after they come.
     void setupHealthRecords();
+    // Keeps every source's packages of a finished load as the snapshot the next load reads.
+    void saveSnapshot();
 
     Platform m_platform;
+    std::shared_ptr<SnapshotStore> m_snapshots; // before m_loader, which shares it
 
     int m_totalMatches = 0;
     int m_maxResults = 400;
@@ -297,6 +303,8 @@ private:
     PackagePool m_allPackages;
     // The search index each load built beside its list, so "All Packages" never indexes on a keystroke.
     QHash<QString, std::pair<PackageList, PackagePool::Index>> m_searchIndexes;
+    // The stamp of the cached index each source's last load came from; empty when it came from none.
+    QHash<QString, QByteArray> m_cacheStamps;
     PackageSelection m_filteredPackages;
     std::optional<QString> m_selectedArchitecture;
     bool m_isAddSourcePresented = false;

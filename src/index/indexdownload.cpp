@@ -7,6 +7,7 @@
 #include "index/indexlog.h"
 #include "index/packagesparser.h"
 #include "index/rawinflate.h"
+#include "index/snapshotstore.h"
 #include "search/searchindex.h"
 
 #include <QDateTime>
@@ -18,9 +19,9 @@
 
 namespace {
 
-LoadResult indexed(PackageList packages, ServedFrom servedFrom)
+LoadResult indexed(PackageList packages, ServedFrom servedFrom, QByteArray cacheStamp = {})
 {
-    LoadResult result{std::move(packages), servedFrom, nullptr, {}};
+    LoadResult result{std::move(packages), servedFrom, nullptr, {}, std::move(cacheStamp)};
     if (!result.packages.isEmpty())
         result.searchIndex = std::make_shared<const SearchIndex>(result.packages);
     return result;
@@ -84,15 +85,32 @@ std::optional<PackageList> parseCompressed(QByteArrayView compressed, const Repo
     return parsePackagesData(inflated.data, link);
 }
 
-std::optional<PackageList> readCache(const RepoPaths &paths, const QString &link)
+// The cached packages, and the stamp of the file that holds them now.
+std::optional<std::pair<PackageList, QByteArray>> readCache(const FetchPlan &plan)
 {
+    const RepoPaths &paths = plan.paths;
     if (!paths.isCached())
         return std::nullopt;
+    // Taken before the file is read: a newer file renamed into place meanwhile has another stamp.
+    QByteArray stamp = cacheFileStamp(paths.plain);
+    if (!stamp.isEmpty()) {
+        if (plan.snapshots) {
+            if (std::optional<PackageList> kept = plan.snapshots->packages(plan.link, stamp))
+                return std::pair(std::move(*kept), std::move(stamp));
+        }
+        if (std::optional<PackageList> parsed = parseFile(paths.plain, plan.link))
+            return std::pair(std::move(*parsed), std::move(stamp));
+        return std::nullopt;
+    }
     if (QFileInfo::exists(paths.plain))
-        return parseFile(paths.plain, link);
+        return std::nullopt; // there, but not a file to read
     // A read-only cache still serves its compressed index: the text is only kept when it can be.
-    return withFileBytes(paths.gz, [&](QByteArrayView bytes) { return parseCompressed(bytes, paths, link); })
-        .value_or(std::nullopt);
+    std::optional<PackageList> inflated = withFileBytes(paths.gz, [&](QByteArrayView bytes) {
+                                              return parseCompressed(bytes, paths, plan.link);
+                                          }).value_or(std::nullopt);
+    if (!inflated)
+        return std::nullopt;
+    return std::pair(std::move(*inflated), cacheFileStamp(paths.plain));
 }
 
 // The list file of this source in the package manager's lists folder.
@@ -178,7 +196,8 @@ bool cannotDecode(const QUrl &url, QByteArrayView contentEncoding, QByteArrayVie
 
 FetchPlan planFetch(const QString &link, bool force, const LoadEnvironment &environment)
 {
-    FetchPlan plan{link, localCandidates(environment.cacheRoot, link), {}, std::nullopt};
+    FetchPlan plan{
+        link, localCandidates(environment.cacheRoot, link), {}, std::nullopt, environment.snapshots};
     if (!environment.offline)
         plan.candidates = indexCandidates(link);
     if (!plan.candidates.isEmpty() && !force && plan.paths.isCached())
@@ -209,6 +228,7 @@ std::optional<LoadResult> acceptIndexResponse(const FetchPlan &plan, IndexRespon
     } else {
         text = body;
     }
+    QByteArray stamp;
     if (plan.paths.isCached()) {
         const QByteArray meta = encodeRepoMeta(RepoMeta{
             optionalHeader(response.etag), optionalHeader(response.lastModified),
@@ -218,16 +238,19 @@ std::optional<LoadResult> acceptIndexResponse(const FetchPlan &plan, IndexRespon
             files.append({plan.paths.gz, body});
         files.append({plan.paths.plain, text});
         files.append({plan.paths.meta, meta});
-        if (!replaceCacheFiles(plan.paths.folder, files))
+        if (replaceCacheFiles(plan.paths.folder, files))
+            stamp = cacheFileStamp(plan.paths.plain);
+        else
             qCDebug(lcIndex) << "served without storing:" << plan.link;
     }
-    return indexed(parsePackagesData(text, plan.link), ServedFrom::Network);
+    return indexed(parsePackagesData(text, plan.link), ServedFrom::Network, std::move(stamp));
 }
 
 LoadResult loadWithoutNetwork(const FetchPlan &plan, const DeviceRoot &deviceRoot, bool notModified)
 {
-    if (std::optional<PackageList> cached = readCache(plan.paths, plan.link))
-        return indexed(std::move(*cached), notModified ? ServedFrom::NotModified : ServedFrom::Cache);
+    if (auto cached = readCache(plan))
+        return indexed(std::move(cached->first), notModified ? ServedFrom::NotModified : ServedFrom::Cache,
+                       std::move(cached->second));
     if (std::optional<PackageList> listed = readLists(plan.link, plan.paths, deviceRoot))
         return indexed(std::move(*listed), ServedFrom::Lists);
     return {};

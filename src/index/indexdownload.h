@@ -20,6 +20,7 @@
 #include <optional>
 
 class SearchIndex;
+class SnapshotStore;
 
 struct DownloadTimeouts
 {
@@ -38,6 +39,9 @@ struct LoadEnvironment
     DownloadTimeouts timeouts;
     // No network at all: the cache and the package managers' lists still serve.
     bool offline = false;
+    // Where a cached index that is unchanged since the last load of every source is read from,
+    // parsed already; none: every cached index is parsed.
+    std::shared_ptr<SnapshotStore> snapshots = {};
 };
 
 enum class ServedFrom {
@@ -56,6 +60,9 @@ struct LoadResult
     // only scans. Null for an empty list.
     std::shared_ptr<const SearchIndex> searchIndex;
     LoadHealth health;
+    // The cacheFileStamp() of the cached "Packages" that holds these packages; empty when they are in no
+    // cache (a list file served them, or the cache could not be written).
+    QByteArray cacheStamp = {};
 };
 
 [[nodiscard]] QString servedFromName(ServedFrom servedFrom);
@@ -70,6 +77,7 @@ struct FetchPlan
     RepoPaths paths;
     QList<QUrl> candidates;             // empty: no network step (offline, or not https)
     std::optional<RepoMeta> validators; // sent with every candidate; none when forced
+    std::shared_ptr<SnapshotStore> snapshots = {};
 };
 [[nodiscard]] FetchPlan planFetch(const QString &link, bool force, const LoadEnvironment &environment);
 

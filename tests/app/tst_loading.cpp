@@ -1,4 +1,5 @@
 #include "app/repoviewmodel.h"
+#include "index/catalogsnapshot.h"
 #include "sources/defaultsources.h"
 #include "sources/sourceediting.h"
 #include "sources/sourceselection.h"
@@ -10,6 +11,7 @@
 #include "testcertificates.h"
 
 #include <QAbstractItemModelTester>
+#include <QDir>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -303,6 +305,41 @@ private Q_SLOTS:
         QTRY_VERIFY(again->sourceHealthModel()->health(fast));
         QCOMPARE(again->sourceHealthModel()->health(fast)->outcome, HealthOutcome::Downloaded);
         QCOMPARE(again->sourceHealthModel()->health(slow)->packages, 2);
+    }
+
+    void aLoadOfEverySourceIsTheNextLoadsSnapshot()
+    {
+        TestPlatform t;
+        const QString slow = m_server->url(QStringLiteral("slow/"));
+        const QString fast = m_server->url(QStringLiteral("fast/"));
+        const QString none = QStringLiteral("http://127.0.0.1:9/none/");
+        const QString path = QDir(t.platform().dataDirectory).filePath(u"Catalogue.snapshot"_s);
+        {
+            auto m = model(t, {slow, fast, none});
+            QSignalSpy saved(m.get(), &RepoViewModel::snapshotSaved);
+            m->loadAllPackages();
+            QTRY_COMPARE_WITH_TIMEOUT(saved.size(), 1, 10000);
+            QCOMPARE(saved.first().first().toBool(), true);
+        }
+        // The sources with a cache, in list order; the one that has none is parsed anew in any case.
+        const std::shared_ptr<const CatalogSnapshot> snapshot = CatalogSnapshot::open(path);
+        QVERIFY(snapshot);
+        QCOMPARE(snapshot->sourceCount(), 2);
+        QCOMPARE(snapshot->link(0), slow);
+        QCOMPARE(snapshot->link(1), fast);
+        QCOMPARE(snapshot->packageCount(0) + snapshot->packageCount(1), 5);
+
+        // Offline, a new state object shows the same packages.
+        Platform platform = t.platform();
+        platform.offline = true;
+        RepoViewModel offline(platform);
+        QList<RepoSource> sources{userSource(slow), userSource(fast), userSource(none)};
+        offline.setSources(sources);
+        bool done = false;
+        offline.loadAllPackages([&] { done = true; });
+        QTRY_VERIFY(done);
+        QCOMPARE(offline.loadedPackageCount(), 5);
+        QCOMPARE(offline.packagesByLink().value(fast).first().sourceLink(), fast);
     }
 
     void loadAllWithoutSourcesCompletesOnTheNextTurn()

@@ -1,7 +1,9 @@
 #include "device/locallists.h"
+#include "index/cachefiles.h"
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
 #include "index/repometa.h"
+#include "index/snapshotstore.h"
 #include "index/sourceloader.h"
 
 #include "../testfiles.h"
@@ -67,12 +69,14 @@ class TestIndexDownload : public QObject
     std::unique_ptr<QTemporaryDir> m_data;
     const QByteArray m_index = readFile(testData(QStringLiteral("repo/Packages")));
 
+    std::shared_ptr<SnapshotStore> m_snapshots;
+
     [[nodiscard]] LoadEnvironment environment(bool offline = false) const
     {
         // Short waits: the stalling routes must not cost 30 seconds each.
         return LoadEnvironment{cacheRootIn(m_data->path()),
                                DeviceRoot(m_data->filePath(QStringLiteral("device"))),
-                               DownloadTimeouts{400, 800}, offline};
+                               DownloadTimeouts{400, 800}, offline, m_snapshots};
     }
 
     [[nodiscard]] QString listsFolder() const
@@ -114,7 +118,11 @@ private Q_SLOTS:
         QVERIFY(m_faults->isListening());
     }
 
-    void init() { m_data = std::make_unique<QTemporaryDir>(); }
+    void init()
+    {
+        m_data = std::make_unique<QTemporaryDir>();
+        m_snapshots.reset();
+    }
 
     void nginxServesEachLayout_data()
     {
@@ -205,6 +213,58 @@ private Q_SLOTS:
         QCOMPARE(result.servedFrom, ServedFrom::Cache);
         QCOMPARE(result.packages.size(), 3);
         QCOMPARE(m_faults->requests().size(), before);
+    }
+
+    void aSnapshotServesOnlyTheCacheItWasMadeFrom_data()
+    {
+        // Each row changes something after the snapshot was written; its records stand in for the cache
+        // only while they were made from this very cache file.
+        QTest::addColumn<std::function<void(const RepoPaths &, const QString &)>>("change");
+        QTest::addColumn<bool>("fromSnapshot");
+        using Change = std::function<void(const RepoPaths &, const QString &)>;
+        QTest::newRow("nothing") << Change([](const RepoPaths &, const QString &) {}) << true;
+        QTest::newRow("cache written again, same bytes")
+            << Change([this](const RepoPaths &cache, const QString &) {
+                   QVERIFY(replaceCacheFiles(cache.folder, {{cache.plain, m_index}}));
+               })
+            << false;
+        QTest::newRow("cache gone, its compressed form left")
+            << Change([this](const RepoPaths &cache, const QString &) {
+                   QVERIFY(QFile::remove(cache.plain));
+                   QVERIFY(writeFile(cache.gz, rawDeflate(m_index)));
+               })
+            << false;
+        QTest::newRow("snapshot cut short") << Change([](const RepoPaths &, const QString &snapshot) {
+            QFile file(snapshot);
+            QVERIFY(file.resize(file.size() - 8));
+        }) << false;
+    }
+
+    void aSnapshotServesOnlyTheCacheItWasMadeFrom()
+    {
+        QFETCH(std::function<void(const RepoPaths &, const QString &)>, change);
+        QFETCH(bool, fromSnapshot);
+        const QString link = m_nginx->url() + QStringLiteral("plain/");
+        const LoadResult fresh = load(link);
+        QCOMPARE(fresh.packages.size(), 3);
+        QVERIFY(!fresh.cacheStamp.isEmpty());
+        QCOMPARE(fresh.cacheStamp, cacheFileStamp(cacheOf(link).plain));
+
+        // A snapshot whose record is not in the cache at all shows where an answer came from.
+        const QString path = m_data->filePath(u"Catalogue.snapshot"_s);
+        const PackageInfo marker(u"com.example.snapshot"_s, u"From the snapshot"_s, u"1"_s, std::nullopt,
+                                 std::nullopt, std::nullopt, std::nullopt, link);
+        QVERIFY(SnapshotStore(path).save({{link, fresh.cacheStamp, {marker}}}));
+        change(cacheOf(link), path);
+        m_snapshots = std::make_shared<SnapshotStore>(path);
+
+        for (const bool offline : {true, false}) {
+            const LoadResult result = load(link, false, offline);
+            QCOMPARE(result.servedFrom, offline ? ServedFrom::Cache : ServedFrom::NotModified);
+            QCOMPARE(result.packages.size(), fromSnapshot ? 1 : 3);
+            QCOMPARE(result.packages.first().package() == marker.package(), fromSnapshot);
+            QCOMPARE(result.cacheStamp, cacheFileStamp(cacheOf(link).plain));
+        }
     }
 
     void aCompressedCacheIsInflated()
