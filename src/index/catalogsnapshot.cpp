@@ -8,6 +8,8 @@
 #include <QFileDevice>
 #include <QTemporaryFile>
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -21,7 +23,7 @@ namespace {
 
 constexpr std::array<char, 8> kMagic{'T', 'P', 'C', 'A', 'T', 'S', 'N', 'P'};
 // Bump whenever the layout or the meaning of a field changes: an older file is then rebuilt.
-constexpr quint32 kVersion = 1;
+constexpr quint32 kVersion = 2;
 constexpr quint32 kByteOrder = 0x01020304;
 constexpr quint8 kAllFields = (1U << PackageInfo::FieldCount) - 1;
 
@@ -84,12 +86,13 @@ RecordText recordText(const PackageInfo &package, quint32 sourceIndex)
     return out;
 }
 
-// Everything after the header goes through here: it is buffered, counted and summed on its way out.
-class BodyWriter
+// The records go through here: buffered, and summed section by section on their way out.
+class RecordWriter
 {
 public:
-    explicit BodyWriter(QFileDevice &out)
+    RecordWriter(QFileDevice &out, quint64 position)
         : m_out(out)
+        , m_written(position)
     {
         m_buffer.reserve(kFlushBytes + 8);
     }
@@ -107,7 +110,7 @@ public:
     }
     bool flush()
     {
-        // Every piece is whole words: the body is built of 8-byte aligned parts.
+        // Only whole words: every section ends padded, so nothing is left over at its end.
         const qsizetype whole = m_buffer.size() & ~qsizetype(7);
         m_sum.add(reinterpret_cast<const quint64 *>(m_buffer.constData()), quint64(whole) / 8);
         m_ok = m_ok && writeCacheBytes(m_out, QByteArrayView(m_buffer.constData(), whole));
@@ -115,8 +118,14 @@ public:
         m_buffer.remove(0, whole);
         return m_ok;
     }
+    // Ends a section: its checksum, and a fresh one for the next.
+    quint64 takeChecksum()
+    {
+        flush();
+        return std::exchange(m_sum, Checksum()).value();
+    }
     [[nodiscard]] quint64 position() const { return m_written + quint64(m_buffer.size()); }
-    [[nodiscard]] quint64 checksum() const { return m_sum.value(); }
+    [[nodiscard]] bool ok() const { return m_ok; }
 
 private:
     static constexpr qsizetype kFlushBytes = 1 << 20;
@@ -127,61 +136,77 @@ private:
     bool m_ok = true;
 };
 
+quint64 checksumOf(QByteArrayView words)
+{
+    Checksum sum;
+    sum.add(reinterpret_cast<const quint64 *>(words.data()), quint64(words.size()) / 8);
+    return sum.value();
+}
+
+void appendPadded(QByteArray &out, const void *bytes, qsizetype size)
+{
+    out.append(static_cast<const char *>(bytes), size);
+    out.append(qsizetype(padded(quint64(out.size()))) - out.size(), '\0');
+}
+
 bool writeSnapshot(QFileDevice &out, const QList<SnapshotSource> &sources)
 {
-    // Where everything goes, worked out before a byte is written, since the table comes first.
+    // The table, links and validators are small: built in memory, written once as a placeholder and
+    // again at the end, when every source's records checksum is known.
     std::vector<SnapshotSourceEntry> entries(size_t(sources.size()));
-    quint64 at = sizeof(SnapshotHeader) + padded(sizeof(SnapshotSourceEntry) * entries.size());
+    const quint64 tableBytes = sizeof(SnapshotSourceEntry) * entries.size();
+    QByteArray strings;
     for (qsizetype s = 0; s < sources.size(); ++s) {
         const SnapshotSource &source = sources.at(s);
         SnapshotSourceEntry &entry = entries[size_t(s)];
-        entry.linkOffset = at;
+        entry.linkOffset = sizeof(SnapshotHeader) + tableBytes + quint64(strings.size());
         entry.linkUnits = quint32(source.link.size());
-        at += padded(quint64(source.link.size()) * 2);
-        entry.validatorsOffset = at;
+        appendPadded(strings, source.link.constData(), source.link.size() * 2);
+        entry.validatorsOffset = sizeof(SnapshotHeader) + tableBytes + quint64(strings.size());
         entry.validatorsBytes = quint32(source.validators.size());
-        at += padded(quint64(source.validators.size()));
-        entry.recordsOffset = at;
-        entry.recordCount = quint32(source.packages.size());
-        for (const PackageInfo &package : source.packages)
-            at += MappedRecord::bytesFor(recordText(package, quint32(s)).head.units);
-        entry.recordsBytes = at - entry.recordsOffset;
+        appendPadded(strings, source.validators.constData(), source.validators.size());
     }
+    const auto metadata = [&] {
+        QByteArray bytes(reinterpret_cast<const char *>(entries.data()), qsizetype(tableBytes));
+        return bytes + strings;
+    };
+    const quint64 metadataEnd = sizeof(SnapshotHeader) + tableBytes + quint64(strings.size());
 
     SnapshotHeader header;
-    if (!writeCacheBytes(out, QByteArrayView(reinterpret_cast<const char *>(&header), sizeof header)))
+    if (!writeCacheBytes(out, QByteArrayView(reinterpret_cast<const char *>(&header), sizeof header)) ||
+        !writeCacheBytes(out, metadata()))
         return false;
-    BodyWriter body(out);
-    body.append(entries.data(), sizeof(SnapshotSourceEntry) * entries.size());
-    body.pad();
+    RecordWriter records(out, metadataEnd);
     for (qsizetype s = 0; s < sources.size(); ++s) {
-        const SnapshotSource &source = sources.at(s);
-        body.append(source.link.constData(), quint64(source.link.size()) * 2);
-        body.pad();
-        body.append(source.validators.constData(), quint64(source.validators.size()));
-        body.pad();
-        for (const PackageInfo &package : source.packages) {
+        SnapshotSourceEntry &entry = entries[size_t(s)];
+        entry.recordsOffset = records.position();
+        entry.recordCount = quint32(sources.at(s).packages.size());
+        for (const PackageInfo &package : sources.at(s).packages) {
             RecordText record = recordText(package, quint32(s));
-            record.head.selfOffset = sizeof(SnapshotHeader) + body.position();
-            body.append(&record.head, sizeof record.head);
+            record.head.selfOffset = records.position();
+            records.append(&record.head, sizeof record.head);
             for (const QStringView field : record.fields)
-                body.append(field.utf16(), quint64(field.size()) * 2);
-            body.pad();
+                records.append(field.utf16(), quint64(field.size()) * 2);
+            records.pad();
         }
-        if (!body.flush())
+        entry.recordsChecksum = records.takeChecksum();
+        entry.recordsBytes = records.position() - entry.recordsOffset;
+        if (!records.ok())
             return false;
     }
-    Q_ASSERT(sizeof(SnapshotHeader) + body.position() == at);
 
+    const QByteArray finalMetadata = metadata();
     header.magic = kMagic;
     header.version = kVersion;
     header.byteOrder = kByteOrder;
-    header.fileSize = at;
-    header.checksum = body.checksum();
+    header.fileSize = records.position();
+    header.checksum = checksumOf(finalMetadata);
     header.sourceCount = quint32(sources.size());
     header.sourcesOffset = sizeof(SnapshotHeader);
+    header.metadataEnd = metadataEnd;
     return out.seek(0) &&
-           writeCacheBytes(out, QByteArrayView(reinterpret_cast<const char *>(&header), sizeof header));
+           writeCacheBytes(out, QByteArrayView(reinterpret_cast<const char *>(&header), sizeof header)) &&
+           writeCacheBytes(out, finalMetadata);
 }
 
 // Every limit that writeSnapshot() keeps, so that what fails is refused here rather than written.
@@ -201,11 +226,15 @@ bool fitsTheFormat(const QList<SnapshotSource> &sources)
 // The memory of one snapshot, shared by the snapshot object and every record handed out.
 struct CatalogSnapshot::Mapping : MappedRecordOwner
 {
+    enum : quint8 { Unchecked, Readable, Damaged };
+
     const std::byte *base = nullptr;
     quint64 length = 0;
     bool mapped = false;             // mmap'ed, else held in `heap`
     std::unique_ptr<quint64[]> heap; // 8-byte aligned, as the records need
     QList<QString> linkStrings;
+    // Per source; any thread may check a source, and two that do so at once find the same.
+    std::unique_ptr<std::atomic<quint8>[]> states;
 
     ~Mapping()
     {
@@ -226,38 +255,53 @@ struct CatalogSnapshot::Mapping : MappedRecordOwner
         return reinterpret_cast<const MappedRecord *>(base + offset);
     }
 
-    // Nothing is read from the body before every offset and count in it has been checked against the
-    // file's own length; after this, every record the snapshot hands out is whole and consistent.
+    // The header, the table, the links and the validators; nothing is read from them before every
+    // offset and count has been checked against the file's own length.
     [[nodiscard]] bool check() const
     {
         if (length < sizeof(SnapshotHeader) || length % 8 != 0)
             return false;
         const SnapshotHeader &h = header();
-        if (h.magic != kMagic || h.version != kVersion || h.byteOrder != kByteOrder || h.fileSize != length)
+        if (h.magic != kMagic || h.version != kVersion || h.byteOrder != kByteOrder || h.fileSize != length ||
+            h.metadataEnd % 8 != 0 || h.metadataEnd < sizeof(SnapshotHeader) || h.metadataEnd > length)
             return false;
-        Checksum sum;
-        sum.add(reinterpret_cast<const quint64 *>(base + sizeof(SnapshotHeader)),
-                (length - sizeof(SnapshotHeader)) / 8);
-        if (sum.value() != h.checksum)
+        if (checksumOf(QByteArrayView(reinterpret_cast<const char *>(base) + sizeof(SnapshotHeader),
+                                      qsizetype(h.metadataEnd - sizeof(SnapshotHeader)))) != h.checksum)
             return false;
-        const auto within = [this](quint64 offset, quint64 bytes) {
-            return offset % 8 == 0 && offset <= length && bytes <= length - offset;
+        // Inside [from, to), and aligned.
+        const auto within = [](quint64 offset, quint64 bytes, quint64 from, quint64 to) {
+            return offset % 8 == 0 && offset >= from && offset <= to && bytes <= to - offset;
         };
-        if (!within(h.sourcesOffset, quint64(h.sourceCount) * sizeof(SnapshotSourceEntry)) ||
-            h.sourcesOffset < sizeof(SnapshotHeader))
+        if (!within(h.sourcesOffset, quint64(h.sourceCount) * sizeof(SnapshotSourceEntry),
+                    sizeof(SnapshotHeader), h.metadataEnd))
             return false;
         for (quint32 s = 0; s < h.sourceCount; ++s) {
             const SnapshotSourceEntry &e = entry(s);
-            if (!within(e.linkOffset, quint64(e.linkUnits) * 2) ||
-                !within(e.validatorsOffset, e.validatorsBytes) || !within(e.recordsOffset, e.recordsBytes) ||
-                e.recordsOffset < sizeof(SnapshotHeader))
-                return false;
-            if (!checkRecords(e, s))
+            if (!within(e.linkOffset, quint64(e.linkUnits) * 2, sizeof(SnapshotHeader), h.metadataEnd) ||
+                !within(e.validatorsOffset, e.validatorsBytes, sizeof(SnapshotHeader), h.metadataEnd) ||
+                !within(e.recordsOffset, e.recordsBytes, h.metadataEnd, length) || e.recordsBytes % 8 != 0)
                 return false;
         }
         return true;
     }
 
+    // A source's records, checked the first time they are asked for.
+    [[nodiscard]] bool readable(quint32 source) const
+    {
+        quint8 state = states[source].load(std::memory_order_acquire);
+        if (state == Unchecked) {
+            const SnapshotSourceEntry &e = entry(source);
+            const bool whole =
+                checksumOf(QByteArrayView(reinterpret_cast<const char *>(base + e.recordsOffset),
+                                          qsizetype(e.recordsBytes))) == e.recordsChecksum &&
+                checkRecords(e, source);
+            state = whole ? Readable : Damaged;
+            states[source].store(state, std::memory_order_release);
+        }
+        return state == Readable;
+    }
+
+    // After this, every record of the source is whole and consistent: PackageInfo reads them unchecked.
     [[nodiscard]] bool checkRecords(const SnapshotSourceEntry &e, quint32 source) const
     {
         const quint64 end = e.recordsOffset + e.recordsBytes;
@@ -304,6 +348,7 @@ CatalogSnapshot::Mapping *adopt(CatalogSnapshot::Mapping *mapping, SnapshotHeade
             QString(reinterpret_cast<const QChar *>(mapping->base + e.linkOffset), qsizetype(e.linkUnits)));
     }
     mapping->links = mapping->linkStrings.constData();
+    mapping->states = std::make_unique<std::atomic<quint8>[]>(h.sourceCount);
     mapping->serialBase = PackageInfo::reserveSerials(mapping->length / 8 + 1);
     mapping->release = releaseMapping;
     writableHeader->owner = mapping;
@@ -340,8 +385,6 @@ std::shared_ptr<const CatalogSnapshot> CatalogSnapshot::open(const QString &path
     mapping->base = static_cast<const std::byte *>(memory);
     mapping->length = quint64(status.st_size);
     mapping->mapped = true;
-    // Read-ahead for the whole file: the check reads every byte of it at once.
-    ::madvise(memory, size_t(status.st_size), MADV_WILLNEED);
     // The first page alone becomes the process's own copy once the owner is written into it.
     if (!mapping->check() || ::mprotect(memory, sizeof(SnapshotHeader), PROT_READ | PROT_WRITE) != 0) {
         qCDebug(lcIndex) << "ignoring the catalogue snapshot" << path;
@@ -379,8 +422,10 @@ qsizetype CatalogSnapshot::packageCount(qsizetype source) const
     return qsizetype(m_mapping->entry(source).recordCount);
 }
 
-PackageList CatalogSnapshot::packages(qsizetype source) const
+std::optional<PackageList> CatalogSnapshot::packages(qsizetype source) const
 {
+    if (!m_mapping->readable(quint32(source)))
+        return std::nullopt;
     const SnapshotSourceEntry &e = m_mapping->entry(source);
     PackageList packages;
     packages.reserve(qsizetype(e.recordCount));
@@ -414,14 +459,32 @@ void sealCatalogSnapshot(QByteArray &bytes)
 {
     if (bytes.size() < qsizetype(sizeof(SnapshotHeader)))
         return;
-    // Copied out, since the bytes need not be aligned; a trailing part word is not summed, as in check().
-    const QByteArrayView body = QByteArrayView(bytes).sliced(sizeof(SnapshotHeader));
-    std::vector<quint64> words(size_t(body.size()) / 8);
-    std::memcpy(words.data(), body.data(), words.size() * 8);
-    Checksum sum;
-    sum.add(words.data(), words.size());
-    const quint64 value = sum.value();
-    std::memcpy(bytes.data() + offsetof(SnapshotHeader, checksum), &value, sizeof value);
+    // Read through copies, since the bytes need not be aligned; whatever lies outside them is left
+    // for the reader to refuse.
+    const auto size = quint64(bytes.size());
+    const auto sumOf = [&bytes](quint64 from, quint64 count) {
+        std::vector<quint64> words(size_t(count / 8));
+        std::memcpy(words.data(), bytes.constData() + from, words.size() * 8);
+        Checksum sum;
+        sum.add(words.data(), words.size());
+        return sum.value();
+    };
+    SnapshotHeader header;
+    std::memcpy(&header, bytes.constData(), sizeof header);
+    for (quint64 s = 0; s < header.sourceCount; ++s) {
+        const quint64 at = header.sourcesOffset + s * sizeof(SnapshotSourceEntry);
+        if (header.sourcesOffset > size || at > size - sizeof(SnapshotSourceEntry))
+            break;
+        SnapshotSourceEntry entry;
+        std::memcpy(&entry, bytes.constData() + at, sizeof entry);
+        if (entry.recordsOffset <= size && entry.recordsBytes <= size - entry.recordsOffset) {
+            entry.recordsChecksum = sumOf(entry.recordsOffset, entry.recordsBytes);
+            std::memcpy(bytes.data() + at, &entry, sizeof entry);
+        }
+    }
+    const quint64 end = std::min(std::max<quint64>(header.metadataEnd, sizeof header), size);
+    header.checksum = sumOf(sizeof header, end - sizeof header);
+    std::memcpy(bytes.data() + offsetof(SnapshotHeader, checksum), &header.checksum, sizeof header.checksum);
 }
 
 bool writeCatalogSnapshot(const QString &path, const QList<SnapshotSource> &sources)

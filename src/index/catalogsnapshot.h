@@ -37,6 +37,7 @@ class CatalogSnapshot
 public:
     // Null when the file is missing, unreadable, truncated, of another format version, fails its
     // checksum, or says anything its own size does not back: such a snapshot is rebuilt, never read.
+    // Each source's records have a checksum of their own, checked when they are first read.
     [[nodiscard]] static std::shared_ptr<const CatalogSnapshot> open(const QString &path);
     // The same checks over bytes in memory, which the snapshot then keeps; for tests and the fuzz target.
     [[nodiscard]] static std::shared_ptr<const CatalogSnapshot> fromBytes(const QByteArray &bytes);
@@ -50,7 +51,8 @@ public:
     [[nodiscard]] QByteArray validators(qsizetype source) const;
     [[nodiscard]] qsizetype packageCount(qsizetype source) const;
     // The source's records, read in place; they keep the mapping alive for as long as any of them lives.
-    [[nodiscard]] PackageList packages(qsizetype source) const;
+    // None when they are damaged (checked on the first call): the source is parsed again, alone.
+    [[nodiscard]] std::optional<PackageList> packages(qsizetype source) const;
     // Where a link's packages are, matched exactly as it was written.
     [[nodiscard]] std::optional<qsizetype> find(const QString &link) const;
 

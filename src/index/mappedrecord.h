@@ -25,16 +25,17 @@ struct SnapshotHeader
     quint32 version = 0;
     quint32 byteOrder = 0;
     quint64 fileSize = 0;
-    quint64 checksum = 0; // of every byte after this header
+    quint64 checksum = 0; // of the bytes from the end of this header to metadataEnd
     quint32 sourceCount = 0;
     quint32 reserved = 0;
     quint64 sourcesOffset = 0;
     MappedRecordOwner *owner = nullptr; // zero in the file; set in the mapping's private first page
-    quint64 reserved2 = 0;
+    quint64 metadataEnd = 0;            // the source table, links and validators end here; records follow
 };
 static_assert(sizeof(SnapshotHeader) == 64);
 
-// One per source, in a table at sourcesOffset.
+// One per source, in a table at sourcesOffset. A source's records are checked when first read, so
+// opening a snapshot costs no pass over all of them and a damaged source is parsed again alone.
 struct SnapshotSourceEntry
 {
     quint64 linkOffset = 0; // UTF-16
@@ -45,8 +46,9 @@ struct SnapshotSourceEntry
     quint32 validatorsBytes = 0;
     quint32 recordCount = 0;
     quint32 reserved = 0;
+    quint64 recordsChecksum = 0;
 };
-static_assert(sizeof(SnapshotSourceEntry) == 48);
+static_assert(sizeof(SnapshotSourceEntry) == 56);
 
 // One package: this fixed part, then `units` UTF-16 code units of field text, then padding to 8 bytes.
 struct MappedRecord
