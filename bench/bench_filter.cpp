@@ -1,8 +1,9 @@
 // Speed of the "All Packages" filter step over a pool of about 200,000 packages in 144 source blocks,
 // per keystroke: warm (the worker's SearchIndexCache already holds every block, as while typing) and
 // cold (every block indexed first, as after a reload), for typical texts with and without an
-// architecture. Beside them: the naive scan that lower-cases every record per keystroke, and the
-// filter re-run after each of the 144 appends of a load. Last, one source's package screen over
+// architecture. Beside them: the naive scan that lower-cases every record per keystroke, the
+// filter re-run after each of the 144 appends of a load (from scratch, and as the pipeline does it,
+// from the previous result), and a keystroke that extends the text. Last, one source's package screen over
 // 50,000 of those packages, with its own filter (no index: one scan per change).
 // The pool is synthetic unless TALLOWPINE_BENCH_REPOS names a tree made by bench/make-repos; then it
 // is parsed from that tree's plain indexes. Registrations only; main() is in bench_index.cpp.
@@ -39,11 +40,12 @@ std::vector<int> blockSizes(std::mt19937 &rng)
 
 PackagePool syntheticPool()
 {
-    static const char *const parts[] = {"Snow", "Board", "Lock", "Glyph", "Dock", "Flex", "Cylinder", "Noctis",
-                                        "Prysm", "Velvet", "Aura", "Atria", "Cask", "Nine", "Zen", "Nitro",
-                                        "Pro", "Lite", "Plus", "Kit", "Helper", "Bar", "Pad", "Hue", "Eclipse",
-                                        "Frost", "Lumos", "Orion", "Nova", "Pixel", "Rune", "Shade", "Tint",
-                                        "Vibe", "Wave", "Zeta", "Echo", "Flux", "Halo", "Iris", "Jolt", "Mira"};
+    static const char *const parts[] = {"Snow",   "Board", "Lock",   "Glyph",   "Dock",  "Flex",  "Cylinder",
+                                        "Noctis", "Prysm", "Velvet", "Aura",    "Atria", "Cask",  "Nine",
+                                        "Zen",    "Nitro", "Pro",    "Lite",    "Plus",  "Kit",   "Helper",
+                                        "Bar",    "Pad",   "Hue",    "Eclipse", "Frost", "Lumos", "Orion",
+                                        "Nova",   "Pixel", "Rune",   "Shade",   "Tint",  "Vibe",  "Wave",
+                                        "Zeta",   "Echo",  "Flux",   "Halo",    "Iris",  "Jolt",  "Mira"};
     static const char *const vendors[] = {"com", "com", "com", "com", "me", "org", "xyz", "io", "net", "dev"};
     static const char *const arches[] = {"arm64", "arm64", "arm64", "arm64e", "arm", "arm"};
     std::mt19937 rng(20261123);
@@ -55,8 +57,8 @@ PackagePool syntheticPool()
         PackageList block;
         block.reserve(size);
         for (int i = 0; i < size; ++i, ++serial) {
-            const QString base = QString::fromLatin1(pick(parts)) +
-                                 (rng() % 2 ? QString::fromLatin1(pick(parts)) : QString());
+            const QString base =
+                QString::fromLatin1(pick(parts)) + (rng() % 2 ? QString::fromLatin1(pick(parts)) : QString());
             const QString author = QString::fromLatin1(pick(parts)).toLower() + QString::number(rng() % 400);
             const QString id = QStringLiteral("%1.%2.%3%4")
                                    .arg(QLatin1String(pick(vendors)), author, base.toLower())
@@ -79,7 +81,8 @@ PackagePool poolFromTree(const QString &root)
     for (const QString &name : apt.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
         QFile file(apt.filePath(name + QStringLiteral("/Packages")));
         if (file.open(QIODevice::ReadOnly))
-            pool.append(parsePackagesData(file.readAll(), QStringLiteral("https://127.0.0.1/app/%1/").arg(name)));
+            pool.append(
+                parsePackagesData(file.readAll(), QStringLiteral("https://127.0.0.1/app/%1/").arg(name)));
     }
     return pool;
 }
@@ -176,6 +179,43 @@ void BM_FilterDuringLoad(benchmark::State &state, const char *text)
     reportRows(state, rows);
 }
 
+// The same load with the pipeline's shortcut: each filter starts from the previous result and only
+// filters the block just appended.
+void BM_RefilterDuringLoad(benchmark::State &state, const char *text)
+{
+    const PackageQuery q = query(text, nullptr);
+    size_t rows = 0;
+    for (auto _ : state) {
+        SearchIndexCache cache;
+        PackagePool growing;
+        FilterResult last;
+        for (const PackagePool::Block &block : pool().blocks()) {
+            growing.append(*block);
+            cache.keepOnly(growing);
+            last = FilterResult{q, PackageSelection(growing, refilterPackageRows(last, growing, q, cache))};
+            rows = size_t(last.selection->size());
+            benchmark::DoNotOptimize(last.selection->rows().data());
+        }
+    }
+    reportRows(state, rows);
+}
+
+// A keystroke that extends the text: the pipeline looks only at the rows the shorter text kept.
+void BM_FilterNarrowing(benchmark::State &state, const char *from, const char *text, const char *architecture)
+{
+    const PackageQuery before = query(from, architecture);
+    const PackageQuery q = query(text, architecture);
+    SearchIndexCache cache;
+    const FilterResult previous{before, PackageSelection(pool(), filterPackageRows(pool(), before, cache))};
+    size_t rows = 0;
+    for (auto _ : state) {
+        const std::vector<qsizetype> kept = refilterPackageRows(previous, pool(), q, cache);
+        rows = kept.size();
+        benchmark::DoNotOptimize(kept.data());
+    }
+    reportRows(state, rows);
+}
+
 // One large source as its package screen holds it, with one package in a hundred installed.
 struct LargeSource
 {
@@ -218,16 +258,16 @@ BENCHMARK_CAPTURE(BM_SourceScreenFilter, installed_only, "", nullptr, true)->Uni
 BENCHMARK_CAPTURE(BM_SourceScreenFilter, a_arm64e_installed, "a", "arm64e", true)
     ->Unit(benchmark::kMicrosecond);
 
-#define TALLOWPINE_FILTER_QUERIES(bench)                                                                \
-    BENCHMARK_CAPTURE(bench, a, "a", nullptr)->Unit(benchmark::kMillisecond);                           \
-    BENCHMARK_CAPTURE(bench, snow, "snow", nullptr)->Unit(benchmark::kMillisecond);                     \
-    BENCHMARK_CAPTURE(bench, com_dot, "com.", nullptr)->Unit(benchmark::kMillisecond);                  \
-    BENCHMARK_CAPTURE(bench, miss_zzzz, "zzzz", nullptr)->Unit(benchmark::kMillisecond);                \
-    BENCHMARK_CAPTURE(bench, empty_text, "", nullptr)->Unit(benchmark::kMillisecond);                   \
-    BENCHMARK_CAPTURE(bench, a_arm64e, "a", "arm64e")->Unit(benchmark::kMillisecond);                   \
-    BENCHMARK_CAPTURE(bench, snow_arm64e, "snow", "arm64e")->Unit(benchmark::kMillisecond);             \
-    BENCHMARK_CAPTURE(bench, com_dot_arm64e, "com.", "arm64e")->Unit(benchmark::kMillisecond);          \
-    BENCHMARK_CAPTURE(bench, miss_zzzz_arm64e, "zzzz", "arm64e")->Unit(benchmark::kMillisecond);        \
+#define TALLOWPINE_FILTER_QUERIES(bench)                                                                     \
+    BENCHMARK_CAPTURE(bench, a, "a", nullptr)->Unit(benchmark::kMillisecond);                                \
+    BENCHMARK_CAPTURE(bench, snow, "snow", nullptr)->Unit(benchmark::kMillisecond);                          \
+    BENCHMARK_CAPTURE(bench, com_dot, "com.", nullptr)->Unit(benchmark::kMillisecond);                       \
+    BENCHMARK_CAPTURE(bench, miss_zzzz, "zzzz", nullptr)->Unit(benchmark::kMillisecond);                     \
+    BENCHMARK_CAPTURE(bench, empty_text, "", nullptr)->Unit(benchmark::kMillisecond);                        \
+    BENCHMARK_CAPTURE(bench, a_arm64e, "a", "arm64e")->Unit(benchmark::kMillisecond);                        \
+    BENCHMARK_CAPTURE(bench, snow_arm64e, "snow", "arm64e")->Unit(benchmark::kMillisecond);                  \
+    BENCHMARK_CAPTURE(bench, com_dot_arm64e, "com.", "arm64e")->Unit(benchmark::kMillisecond);               \
+    BENCHMARK_CAPTURE(bench, miss_zzzz_arm64e, "zzzz", "arm64e")->Unit(benchmark::kMillisecond);             \
     BENCHMARK_CAPTURE(bench, empty_text_arm64e, "", "arm64e")->Unit(benchmark::kMillisecond)
 
 TALLOWPINE_FILTER_QUERIES(BM_FilterWarm);
@@ -236,5 +276,13 @@ BENCHMARK_CAPTURE(BM_FilterNaive, a, "a")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_FilterNaive, snow, "snow")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_FilterDuringLoad, empty_text, "")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_FilterDuringLoad, a, "a")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_RefilterDuringLoad, empty_text, "")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_RefilterDuringLoad, a, "a")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_FilterNarrowing, s_to_sn, "s", "sn", nullptr)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_FilterNarrowing, sno_to_snow, "sno", "snow", nullptr)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_FilterNarrowing, com_to_com_dot, "com", "com.", nullptr)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_FilterNarrowing, zzz_to_zzzz, "zzz", "zzzz", nullptr)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_FilterNarrowing, sno_to_snow_arm64e, "sno", "snow", "arm64e")
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

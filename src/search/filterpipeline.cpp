@@ -82,13 +82,15 @@ void FilterPipeline::work()
         m_wake.wait(lock, [this] { return m_stopping || !m_jobs.empty(); });
         if (m_stopping)
             return;
-        Job job = std::move(m_jobs.front());
-        m_jobs.pop_front();
+        // Each job holds every input: only the newest one's result will be looked at.
+        Job job = std::move(m_jobs.back());
+        m_jobs.clear();
         m_busy = true;
         lock.unlock();
 
         m_cache.keepOnly(job.pool);
-        PackageSelection result(job.pool, filterPackageRows(job.pool, job.query, m_cache));
+        PackageSelection result(job.pool, refilterPackageRows(m_last, job.pool, job.query, m_cache));
+        m_last = FilterResult{job.query, result};
 
         lock.lock();
         m_results.push_back(std::move(result));

@@ -1,6 +1,7 @@
 // Keeps the "All Packages" result in step with the search text, architecture, mode and pool.
 // Text waits for a pause in typing; the other inputs apply at once; filtering runs on one worker
-// thread so results arrive in order and typing never waits for it. Lives on the main thread.
+// thread so results arrive in order and typing never waits for it; a job that a newer one has
+// overtaken in the queue is dropped unseen. Lives on the main thread.
 #pragma once
 
 #include "search/debouncetimer.h"
@@ -63,5 +64,6 @@ private:
     bool m_busy = false;                    // guarded by m_mutex
     bool m_stopping = false;                // guarded by m_mutex
     SearchIndexCache m_cache;               // the worker's alone
+    FilterResult m_last;                    // the worker's alone: where the next filter may start from
     std::thread m_worker;                   // started last, joined first
 };

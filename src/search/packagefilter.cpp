@@ -1,5 +1,7 @@
 #include "search/packagefilter.h"
 
+#include <algorithm>
+
 std::shared_ptr<const SearchIndex> SearchIndexCache::indexFor(const PackagePool::Block &block,
                                                               const PackagePool::Index &prebuilt)
 {
@@ -24,37 +26,101 @@ void SearchIndexCache::keepOnly(const PackagePool &pool)
     m_entries.swap(kept);
 }
 
-std::vector<qsizetype> filterPackageRows(const PackagePool &pool, const PackageQuery &query,
-                                         SearchIndexCache &cache)
-{
-    std::vector<qsizetype> rows;
-    if (!query.packagesMode)
-        return rows;
+namespace {
 
-    const QString text = query.text.toLower();
-    const bool byArchitecture = query.architecture && !query.architecture->isEmpty() &&
-                                query.architecture->toLower() != QLatin1String("all");
+struct PreparedQuery
+{
+    QString text; // lower-cased
+    bool byArchitecture = false;
+};
+
+PreparedQuery prepare(const PackageQuery &query)
+{
+    return {query.text.toLower(), query.architecture && !query.architecture->isEmpty() &&
+                                      query.architecture->toLower() != QLatin1String("all")};
+}
+
+// Appends the passing rows of blocks [from, pool's end).
+void filterBlocks(const PackagePool &pool, qsizetype from, const PackageQuery &query,
+                  const PreparedQuery &prepared, SearchIndexCache &cache, std::vector<qsizetype> &rows)
+{
     std::vector<std::uint8_t> keep;
-    for (qsizetype b = 0; b < pool.blocks().size(); ++b) {
+    for (qsizetype b = from; b < pool.blocks().size(); ++b) {
         const PackagePool::Block &block = pool.blocks().at(b);
         const qsizetype first = pool.offsets()[size_t(b)];
-        if (text.isEmpty() && !byArchitecture) {
+        if (prepared.text.isEmpty() && !prepared.byArchitecture) {
             for (qsizetype row = 0; row < block->size(); ++row)
                 rows.push_back(first + row);
             continue;
         }
         const std::shared_ptr<const SearchIndex> index = cache.indexFor(block, pool.indexes().at(b));
-        keep.assign(size_t(block->size()), text.isEmpty() ? 1 : 0);
-        if (!text.isEmpty())
-            index->markTextMatches(text, keep);
-        if (byArchitecture)
+        keep.assign(size_t(block->size()), prepared.text.isEmpty() ? 1 : 0);
+        if (!prepared.text.isEmpty())
+            index->markTextMatches(prepared.text, keep);
+        if (prepared.byArchitecture)
             index->dropOtherArchitectures(*query.architecture, keep);
         for (size_t row = 0; row < keep.size(); ++row) {
             if (keep[row])
                 rows.push_back(first + qsizetype(row));
         }
     }
+}
+
+// The pool's first blocks are exactly the earlier pool's.
+bool extends(const PackagePool &pool, const PackagePool &earlier)
+{
+    const QList<PackagePool::Block> &blocks = pool.blocks();
+    const QList<PackagePool::Block> &before = earlier.blocks();
+    return blocks.size() >= before.size() && std::equal(before.cbegin(), before.cend(), blocks.cbegin());
+}
+
+} // namespace
+
+std::vector<qsizetype> filterPackageRows(const PackagePool &pool, const PackageQuery &query,
+                                         SearchIndexCache &cache)
+{
+    std::vector<qsizetype> rows;
+    if (query.packagesMode)
+        filterBlocks(pool, 0, query, prepare(query), cache, rows);
     return rows;
+}
+
+std::vector<qsizetype> refilterPackageRows(const FilterResult &previous, const PackagePool &pool,
+                                           const PackageQuery &query, SearchIndexCache &cache)
+{
+    if (!query.packagesMode || !previous.selection || !previous.query.packagesMode)
+        return filterPackageRows(pool, query, cache);
+    const PreparedQuery prepared = prepare(query);
+    const PackagePool &before = previous.selection->pool();
+    const std::vector<qsizetype> &kept = previous.selection->rows();
+
+    if (query == previous.query && extends(pool, before)) {
+        std::vector<qsizetype> rows = kept;
+        filterBlocks(pool, before.blocks().size(), query, prepared, cache, rows);
+        return rows;
+    }
+
+    const QString earlierText = previous.query.text.toLower();
+    if (pool == before && query.architecture == previous.query.architecture && !earlierText.isEmpty() &&
+        prepared.text.contains(earlierText)) {
+        // Whatever contains the new text contains the old one: only the rows it kept can pass.
+        std::vector<qsizetype> rows;
+        qsizetype block = 0;
+        std::shared_ptr<const SearchIndex> index;
+        for (const qsizetype row : kept) {
+            bool changed = false;
+            while (pool.offsets()[size_t(block) + 1] <= row) {
+                ++block;
+                changed = true;
+            }
+            if (changed || !index)
+                index = cache.indexFor(pool.blocks().at(block), pool.indexes().at(block));
+            if (index->rowMatches(row - pool.offsets()[size_t(block)], prepared.text))
+                rows.push_back(row);
+        }
+        return rows;
+    }
+    return filterPackageRows(pool, query, cache);
 }
 
 PackageList filterPackages(const PackageList &packages, const PackageQuery &query)

@@ -47,5 +47,19 @@ private:
 [[nodiscard]] std::vector<qsizetype> filterPackageRows(const PackagePool &pool, const PackageQuery &query,
                                                        SearchIndexCache &cache);
 
+// A result and what it was filtered from, so that the next filter can start from it.
+struct FilterResult
+{
+    PackageQuery query;
+    std::optional<PackageSelection> selection; // none before the first filter
+};
+
+// The same rows as filterPackageRows(), computed from the previous result where that is enough: with the
+// same query over a pool that only grew, only the new blocks are filtered; with a text that contains the
+// previous one over the same pool, only the rows the previous text kept are looked at again.
+[[nodiscard]] std::vector<qsizetype> refilterPackageRows(const FilterResult &previous,
+                                                         const PackagePool &pool, const PackageQuery &query,
+                                                         SearchIndexCache &cache);
+
 // The same for a plain list, for callers without a pool.
 [[nodiscard]] PackageList filterPackages(const PackageList &packages, const PackageQuery &query);

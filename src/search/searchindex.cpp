@@ -63,13 +63,8 @@ void SearchIndex::markTextMatches(const QString &loweredText, std::vector<std::u
     if (loweredText.contains(kEnd) || loweredText.contains(kBetween)) {
         // The separators themselves are searched for: compare field by field so that no match
         // spans a name and an identifier, or two rows.
-        const QStringView text(m_text);
         for (qsizetype row = 0; row < rows; ++row) {
-            const qsizetype start = m_starts[size_t(row)];
-            const qsizetype between = m_separators[size_t(row)];
-            const qsizetype end = m_starts[size_t(row) + 1] - 1;
-            if (text.sliced(start, between - start).contains(loweredText) ||
-                text.sliced(between + 1, end - between - 1).contains(loweredText))
+            if (rowMatches(row, loweredText))
                 keep[size_t(row)] = 1;
         }
         return;
@@ -88,6 +83,16 @@ void SearchIndex::markTextMatches(const QString &loweredText, std::vector<std::u
             ++row;
         keep[size_t(row)] = 1;
     }
+}
+
+bool SearchIndex::rowMatches(qsizetype row, const QString &loweredText) const
+{
+    const QStringView text(m_text);
+    const qsizetype start = m_starts[size_t(row)];
+    const qsizetype between = m_separators[size_t(row)];
+    const qsizetype end = m_starts[size_t(row) + 1] - 1;
+    return text.sliced(start, between - start).contains(loweredText) ||
+           text.sliced(between + 1, end - between - 1).contains(loweredText);
 }
 
 void SearchIndex::dropOtherArchitectures(const QString &architecture, std::vector<std::uint8_t> &keep) const

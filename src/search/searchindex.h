@@ -22,6 +22,9 @@ public:
     // already be lower-cased and non-empty. Rows with keep[row] already set are left alone.
     void markTextMatches(const QString &loweredText, std::vector<std::uint8_t> &keep) const;
 
+    // Whether one row's name, or else identifier, contains the text (lower-cased, non-empty).
+    [[nodiscard]] bool rowMatches(qsizetype row, const QString &loweredText) const;
+
     // Sets keep[row] to 0 for each row whose architecture is absent or differs, ignoring case.
     void dropOtherArchitectures(const QString &architecture, std::vector<std::uint8_t> &keep) const;
 
