@@ -3,6 +3,7 @@
 
 #include "../testpackages.h"
 
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -187,8 +188,14 @@ private Q_SLOTS:
         QFETCH(int, blocksAfter);
         const PackageList packages = samplePackages();
         const QList<PackageList> blocks{packages.mid(0, 2), packages.mid(2, 3), packages.mid(5)};
+        // Rows no query here finds, so that the ones a text keeps are few enough to be looked at again.
+        PackageList filler;
+        for (int i = 0; i < 200; ++i)
+            filler.append(makePackage({u"x.fill"_s, u"Fill"_s, u"arm64"_s}));
         PackagePool earlier;
         PackagePool later;
+        earlier.append(filler);
+        later = earlier;
         for (int b = 0; b < 3; ++b) {
             if (b < blocksBefore)
                 earlier.append(blocks[b]);
@@ -208,6 +215,72 @@ private Q_SLOTS:
         // With nothing to start from, it is a fresh filter.
         QCOMPARE(refilterPackageRows(FilterResult{}, later, after, cache),
                  filterPackageRows(later, after, cache));
+    }
+
+    void theIndexScanAgreesWithAPlainReading_data()
+    {
+        // Blocks whose text fits a byte a character are scanned sixteen characters at a time, with
+        // their own paths for one character and for the tail of the text; others are scanned as UTF-16.
+        QTest::addColumn<QString>("alphabet");
+        QTest::newRow("ascii") << u"abcsnow.-_ 0"_s;
+        QTest::newRow("latin-1, upper case too") << u"aAbBÄäéÉsn .ß"_s;
+        // é and », ç and the separator U+0001, ¸ and U+0000 share a class of the one-character scan.
+        QTest::newRow("latin-1, characters sharing a class") << u"aé»ç¸ b"_s;
+        QTest::newRow("wider than latin-1") << u"abs nثلجİ.Σσς"_s;
+    }
+
+    void theIndexScanAgreesWithAPlainReading()
+    {
+        QFETCH(QString, alphabet);
+        QRandomGenerator random(20261124);
+        const auto text = [&](int most) {
+            QString out;
+            for (int i = int(random.bounded(most + 1)); i > 0; --i)
+                out += alphabet.at(random.bounded(alphabet.size()));
+            return out;
+        };
+        // Rows of every length from none up, some without a name or identifier, in blocks of many sizes
+        // (a block's text often ends within sixteen characters of a match).
+        PackagePool pool;
+        PackageList all;
+        for (int b = 0; b < 40; ++b) {
+            PackageList block;
+            for (int i = int(random.bounded(60)); i > 0; --i) {
+                const std::optional<QString> id = random.bounded(8) ? std::optional(text(20)) : std::nullopt;
+                const std::optional<QString> name =
+                    random.bounded(8) ? std::optional(text(12)) : std::nullopt;
+                block.append(makePackage({id, name, std::nullopt}));
+            }
+            all += block;
+            pool.append(block);
+        }
+        QStringList queries{u"\x01"_s};
+        for (const QChar c : alphabet)
+            queries.append(c);
+        for (int i = 0; i < 300; ++i) {
+            // Pieces of real rows (so that most find something), and made-up ones.
+            const PackageInfo &p = all.at(random.bounded(all.size()));
+            const QString source =
+                random.bounded(2) ? p.package().value_or(QString()) : p.name().value_or(QString());
+            const qsizetype from = source.isEmpty() ? 0 : random.bounded(source.size());
+            const QString piece = source.mid(from, 1 + random.bounded(6)).trimmed();
+            queries.append(piece.isEmpty() ? text(4).trimmed() : piece);
+        }
+        SearchIndexCache cache;
+        for (const QString &query : std::as_const(queries)) {
+            if (query.isEmpty())
+                continue;
+            const QString lowered = query.toLower();
+            std::vector<qsizetype> expected;
+            for (qsizetype row = 0; row < all.size(); ++row) {
+                const auto has = [&](const std::optional<QString> &field) {
+                    return field && field->toLower().contains(lowered);
+                };
+                if (has(all[row].name()) || has(all[row].package()))
+                    expected.push_back(row);
+            }
+            QCOMPARE(filterPackageRows(pool, PackageQuery{query, std::nullopt, true}, cache), expected);
+        }
     }
 
     void cacheIndexesEachBlockOnceAndForgetsDroppedOnes()
