@@ -591,7 +591,8 @@ int main(int argc, char **argv)
     if (cold.packages != expectedPackages) {
         std::printf(
             "Loaded %lld of the %lld packages in the indexes: a raw-DEFLATE index is decoded into a buffer\n"
-            "of twice its compressed size, and text past that is dropped.\n",
+            "of twice its compressed size, and text past that is dropped; a gzip-framed index is not read;\n"
+            "an index over 128 MiB is refused.\n",
             cold.packages, expectedPackages);
     }
 
