@@ -4,27 +4,15 @@
 #include "../tests/index/referenceparser.h"
 #include "fuzzcheck.h"
 #include "index/indextext.h"
-#include "index/packagejson.h"
 #include "index/packagesparser.h"
-
-namespace {
-
-QString jsonLines(const PackageList &records)
-{
-    QString out;
-    for (const PackageInfo &record : records)
-        appendPackageJsonLine(out, record);
-    return out;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QByteArrayView bytes = fuzzInput(data, size);
     const QString link = QStringLiteral("https://repo.example/");
     const PackageList records = parsePackagesData(bytes, link);
-    FUZZ_CHECK(jsonLines(records) == jsonLines(reference::parse(reference::decode(bytes), link)));
+    FUZZ_CHECK(packageJsonLines(records) ==
+               packageJsonLines(reference::parse(reference::decode(bytes), link)));
     FUZZ_CHECK(countPackages(decodeIndexBytes(bytes)) == records.size());
     return 0;
 }

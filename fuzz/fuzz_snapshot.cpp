@@ -5,18 +5,9 @@
 //   1: a Packages index, whose records must come back from a snapshot exactly.
 #include "fuzzcheck.h"
 #include "index/catalogsnapshot.h"
-#include "index/packagejson.h"
 #include "index/packagesparser.h"
 
 namespace {
-
-QString jsonLines(const PackageList &records)
-{
-    QString out;
-    for (const PackageInfo &record : records)
-        appendPackageJsonLine(out, record);
-    return out;
-}
 
 // The sources whose records read; a damaged one is left out.
 QList<SnapshotSource> readBack(const CatalogSnapshot &snapshot)
@@ -49,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         for (qsizetype s = 0; s < sources.size(); ++s) {
             FUZZ_CHECK(again->link(s) == sources[s].link && again->validators(s) == sources[s].validators);
             FUZZ_CHECK(again->packages(s) &&
-                       jsonLines(*again->packages(s)) == jsonLines(sources[s].packages));
+                       packageJsonLines(*again->packages(s)) == packageJsonLines(sources[s].packages));
         }
     } else if (data[0] == 1) {
         const QString link = QStringLiteral("https://repo.example/");
@@ -57,7 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         const std::shared_ptr<const CatalogSnapshot> snapshot =
             CatalogSnapshot::fromBytes(encodeCatalogSnapshot({{link, input.toByteArray(), records}}));
         FUZZ_CHECK(snapshot && snapshot->validators(0) == input);
-        FUZZ_CHECK(snapshot->packages(0) && jsonLines(*snapshot->packages(0)) == jsonLines(records));
+        FUZZ_CHECK(snapshot->packages(0) &&
+                   packageJsonLines(*snapshot->packages(0)) == packageJsonLines(records));
     }
     return 0;
 }

@@ -2,6 +2,8 @@
 // reason, so libFuzzer keeps the input as a finding. Fuzzing builds only; one thread.
 #pragma once
 
+#include "index/packagejson.h"
+
 #include <QByteArrayView>
 
 #include <cstdint>
@@ -11,6 +13,15 @@
 inline QByteArrayView fuzzInput(const uint8_t *data, size_t size)
 {
     return QByteArrayView(reinterpret_cast<const char *>(data), qsizetype(size));
+}
+
+// Records as the command line prints them: two lists compare equal exactly when every field does.
+inline QString packageJsonLines(const PackageList &records)
+{
+    QString out;
+    for (const PackageInfo &record : records)
+        appendPackageJsonLine(out, record);
+    return out;
 }
 
 #define FUZZ_CHECK(condition)                                                                                \
