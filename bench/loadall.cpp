@@ -12,7 +12,7 @@
 //
 // usage: tallowpine-loadall-bench --repos DIR [--json FILE] [--mode packages|sources]
 //                                 [--world single|hosts] [--with-builtin] [--server-http2]
-//                                 [--trace-stalls]
+//                                 [--trace-stalls] [--keep-data DIR]
 // Main thread only; the app's own loader threads do the loading.
 #include "app/platform.h"
 #include "app/repoviewmodel.h"
@@ -492,10 +492,14 @@ int main(int argc, char **argv)
     const QCommandLineOption traceOption(
         QStringLiteral("trace-stalls"),
         QStringLiteral("Print where each main-thread gap of over 6 ms went."));
+    const QCommandLineOption keepOption(
+        QStringLiteral("keep-data"),
+        QStringLiteral("Keep the settings (settings.ini), data folder (data) and device root (device) in DIR."),
+        QStringLiteral("DIR"));
     const QCommandLineOption http2Option(QStringLiteral("server-http2"),
                                          QStringLiteral("nginx offers HTTP/2 beside HTTP/1.1."));
     parser.addOptions({reposOption, jsonOption, modeOption, boostOption, worldOption, builtinOption,
-                       traceOption, http2Option});
+                       traceOption, http2Option, keepOption});
     parser.process(app);
     TracingApplication::tracing = parser.isSet(traceOption);
     if (!parser.isSet(reposOption))
@@ -547,7 +551,13 @@ int main(int argc, char **argv)
         servedBytes += repo.servedBytes;
     }
 
-    QTemporaryDir work;
+    // The settings, cache and snapshot stay behind with --keep-data, for the command line to search.
+    QTemporaryDir temporary;
+    const QDir work(parser.isSet(keepOption) ? parser.value(keepOption) : temporary.path());
+    if (!work.mkpath(QStringLiteral("."))) {
+        std::fprintf(stderr, "loadall: cannot make %s\n", qPrintable(work.path()));
+        return 1;
+    }
     QDir(work.path()).mkpath(QStringLiteral("device"));
     QDir(work.path()).mkpath(QStringLiteral("data"));
     Platform platform;

@@ -464,7 +464,8 @@ void sealCatalogSnapshot(QByteArray &bytes)
     const auto size = quint64(bytes.size());
     const auto sumOf = [&bytes](quint64 from, quint64 count) {
         std::vector<quint64> words(size_t(count / 8));
-        std::memcpy(words.data(), bytes.constData() + from, words.size() * 8);
+        if (!words.empty())
+            std::memcpy(words.data(), bytes.constData() + from, words.size() * 8);
         Checksum sum;
         sum.add(words.data(), words.size());
         return sum.value();
