@@ -494,7 +494,8 @@ int main(int argc, char **argv)
         QStringLiteral("Print where each main-thread gap of over 6 ms went."));
     const QCommandLineOption keepOption(
         QStringLiteral("keep-data"),
-        QStringLiteral("Keep the settings (settings.ini), data folder (data) and device root (device) in DIR."),
+        QStringLiteral(
+            "Keep the settings (settings.ini), data folder (data) and device root (device) in DIR."),
         QStringLiteral("DIR"));
     const QCommandLineOption http2Option(QStringLiteral("server-http2"),
                                          QStringLiteral("nginx offers HTTP/2 beside HTTP/1.1."));
