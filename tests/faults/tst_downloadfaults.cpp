@@ -7,6 +7,7 @@
 #include "index/cachepaths.h"
 #include "index/indexdownload.h"
 #include "index/repometa.h"
+#include "index/snapshotstore.h"
 #include "index/sourceloader.h"
 
 #include "../testfiles.h"
@@ -104,12 +105,28 @@ class TestDownloadFaults : public QObject
         return m_faults->url(QString::fromLatin1(folder.mid(1)));
     }
 
+    // What the app keeps after a load of every source: the sources that came from their cache, as the
+    // snapshot the next load reads unchanged caches from. A store that opens it anew.
+    static std::shared_ptr<SnapshotStore> keepSnapshot(const QString &cacheRoot,
+                                                       const QList<std::pair<QString, LoadResult>> &results)
+    {
+        const QString path = QFileInfo(cacheRoot).dir().filePath(u"Catalogue.snapshot"_s);
+        QList<SnapshotSource> sources;
+        for (const auto &[link, result] : results) {
+            if (!result.cacheStamp.isEmpty())
+                sources.append({link, result.cacheStamp, result.packages});
+        }
+        if (!SnapshotStore(path).save(sources))
+            return {};
+        return std::make_shared<SnapshotStore>(path);
+    }
+
     // Loads the faulty source, its neighbour and a healthy nginx source together on one loader.
     Loaded loadAll(const QString &cacheRoot, const QString &link, const QString &neighbour,
-                   DownloadTimeouts timeouts)
+                   DownloadTimeouts timeouts, std::shared_ptr<SnapshotStore> snapshots = {})
     {
-        SourceLoader loader(
-            LoadEnvironment{cacheRoot, DeviceRoot(cacheRoot + QStringLiteral("/device")), timeouts});
+        SourceLoader loader(LoadEnvironment{cacheRoot, DeviceRoot(cacheRoot + QStringLiteral("/device")),
+                                            timeouts, false, std::move(snapshots)});
         Loaded loaded;
         int done = 0;
         const auto into = [&](LoadResult &slot) { return [&](const LoadResult &r) { slot = r, ++done; }; };
@@ -376,8 +393,14 @@ private Q_SLOTS:
         }
 
         // Warm: the neighbour's validators are asked about and it answers 304, whatever the row
-        // does meanwhile on the same host and port.
-        const Loaded warm = loadAll(cacheRoot, link, neighbour, DownloadTimeouts{3000, 4000});
+        // does meanwhile on the same host and port; its unchanged cache is read from the snapshot
+        // the cold load left, the row's from wherever it now is.
+        const std::shared_ptr<SnapshotStore> snapshots =
+            keepSnapshot(cacheRoot, {{link, loaded.faulty},
+                                     {neighbour, loaded.neighbour},
+                                     {m_nginx->url(u"plain/"_s), loaded.healthy}});
+        QVERIFY(snapshots);
+        const Loaded warm = loadAll(cacheRoot, link, neighbour, DownloadTimeouts{3000, 4000}, snapshots);
         QVERIFY(warm.ended);
         QVERIFY2(neighbourIsWhole(warm.neighbour, fault.name, true, &why), qPrintable(why));
         QVERIFY(!identifiers(warm.faulty.packages).contains(QStringLiteral("smuggled")));
@@ -398,11 +421,12 @@ private Q_SLOTS:
             links.append(prepare(row, cacheRoot, seedMeta));
             neighbours.append(neighbourOf(row.name));
         }
+        std::shared_ptr<SnapshotStore> snapshots; // the one each round leaves for the next
         for (int round = 0; round < 3; ++round) {
             // Ninety sources queue for one host's connections here, behind the rows that stall: the
             // limit leaves the neighbours room on a busy machine.
             SourceLoader loader(LoadEnvironment{cacheRoot, DeviceRoot(data.filePath(u"device"_s)),
-                                                DownloadTimeouts{8000, 8000}});
+                                                DownloadTimeouts{8000, 8000}, false, snapshots});
             QList<LoadResult> faulty(m_rows.size());
             QList<LoadResult> beside(m_rows.size());
             int done = 0;
@@ -418,6 +442,11 @@ private Q_SLOTS:
                 QVERIFY2(!got.contains(u"smuggled"_s) && !got.contains(u"neighbour.one"_s),
                          qPrintable(m_rows.at(i).name + ": " + got.join(u", "_s)));
             }
+            QList<std::pair<QString, LoadResult>> results;
+            for (qsizetype i = 0; i < m_rows.size(); ++i)
+                results += {{links.at(i), faulty.at(i)}, {neighbours.at(i), beside.at(i)}};
+            snapshots = keepSnapshot(cacheRoot, results);
+            QVERIFY(snapshots);
         }
     }
 
