@@ -32,12 +32,11 @@ LoadEnvironment loadEnvironment(const Platform &platform, std::shared_ptr<Snapsh
                            std::move(snapshots)};
 }
 
-// Beside the cache root rather than in it, where a source's folder could have any name.
-QString snapshotPath(const Platform &platform)
+// A file of the app's own beside the cache root rather than in it, where a source's folder could have
+// any name.
+QString besideCacheRoot(const Platform &platform, const QString &name)
 {
-    return QFileInfo(loadEnvironment(platform).cacheRoot)
-        .dir()
-        .filePath(QStringLiteral("Catalogue.snapshot"));
+    return QFileInfo(loadEnvironment(platform).cacheRoot).dir().filePath(name);
 }
 
 Platform withClock(Platform platform)
@@ -60,15 +59,14 @@ RepoViewModel::RepoViewModel(Platform platform, QObject *parent)
 RepoViewModel::RepoViewModel(Platform platform, std::unique_ptr<DebounceTimer> searchTimer, QObject *parent)
     : QObject(parent)
     , m_platform(withClock(std::move(platform)))
-    , m_snapshots(std::make_shared<SnapshotStore>(snapshotPath(m_platform)))
+    , m_snapshots(
+          std::make_shared<SnapshotStore>(besideCacheRoot(m_platform, QStringLiteral("Catalogue.snapshot"))))
     , m_sourceModel(new SourceListModel(this))
     , m_filteredPackagesModel(new PackageListModel(this))
     , m_loader(new SourceLoader(loadEnvironment(m_platform, m_snapshots), this))
     , m_jobs(new BackgroundJobs(this))
     , m_healthModel(new SourceHealthModel(m_platform.now, this))
-    , m_healthRecordsPath(QFileInfo(loadEnvironment(m_platform).cacheRoot)
-                              .dir()
-                              .filePath(QStringLiteral("SourceHealth.json")))
+    , m_healthRecordsPath(besideCacheRoot(m_platform, QStringLiteral("SourceHealth.json")))
     , m_healthSaveTimer(new QTimer(this))
 {
     loadSources();

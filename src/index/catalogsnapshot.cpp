@@ -32,8 +32,9 @@ quint64 padded(quint64 bytes)
     return (bytes + 7) & ~quint64(7);
 }
 
-// A 64-bit checksum of 8-byte words, four independent lanes so it runs at memory speed: a snapshot is
-// checked whole every time it is opened. Not a defence against anyone, only against a torn or stale file.
+// A 64-bit checksum of 8-byte words, four independent lanes so it runs at memory speed: every source's
+// records are summed again the first time they are read. Not a defence against anyone, only against a
+// torn or stale file.
 class Checksum
 {
 public:
@@ -359,8 +360,24 @@ CatalogSnapshot::Mapping *adopt(CatalogSnapshot::Mapping *mapping, SnapshotHeade
 
 CatalogSnapshot::CatalogSnapshot(Mapping *mapping)
     : m_mapping(mapping)
-    , m_links(mapping->linkStrings)
-{}
+{
+    // Every load asks for its source by link: a thousand sources must not mean a million comparisons.
+    m_sourceByLink.reserve(mapping->linkStrings.size());
+    for (qsizetype s = 0; s < mapping->linkStrings.size(); ++s) {
+        if (!m_sourceByLink.contains(mapping->linkStrings.at(s)))
+            m_sourceByLink.insert(mapping->linkStrings.at(s), s);
+    }
+}
+
+qsizetype CatalogSnapshot::sourceCount() const
+{
+    return m_mapping->linkStrings.size();
+}
+
+const QString &CatalogSnapshot::link(qsizetype source) const
+{
+    return m_mapping->linkStrings.at(source);
+}
 
 CatalogSnapshot::~CatalogSnapshot()
 {
@@ -440,8 +457,8 @@ std::optional<PackageList> CatalogSnapshot::packages(qsizetype source) const
 
 std::optional<qsizetype> CatalogSnapshot::find(const QString &link) const
 {
-    const qsizetype at = m_links.indexOf(link);
-    return at < 0 ? std::nullopt : std::optional<qsizetype>(at);
+    const auto found = m_sourceByLink.constFind(link);
+    return found == m_sourceByLink.cend() ? std::nullopt : std::optional<qsizetype>(*found);
 }
 
 QByteArray encodeCatalogSnapshot(const QList<SnapshotSource> &sources)

@@ -6,6 +6,7 @@
 #include "index/packageinfo.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -46,8 +47,8 @@ public:
     CatalogSnapshot(const CatalogSnapshot &) = delete;
     CatalogSnapshot &operator=(const CatalogSnapshot &) = delete;
 
-    [[nodiscard]] qsizetype sourceCount() const { return m_links.size(); }
-    [[nodiscard]] const QString &link(qsizetype source) const { return m_links.at(source); }
+    [[nodiscard]] qsizetype sourceCount() const;
+    [[nodiscard]] const QString &link(qsizetype source) const;
     [[nodiscard]] QByteArray validators(qsizetype source) const;
     [[nodiscard]] qsizetype packageCount(qsizetype source) const;
     // The source's records, read in place; they keep the mapping alive for as long as any of them lives.
@@ -61,6 +62,6 @@ public:
 private:
     explicit CatalogSnapshot(Mapping *mapping);
 
-    Mapping *m_mapping = nullptr; // holds one reference of its own
-    QList<QString> m_links;
+    Mapping *m_mapping = nullptr;             // holds one reference of its own
+    QHash<QString, qsizetype> m_sourceByLink; // the first source of each link
 };

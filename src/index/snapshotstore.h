@@ -21,8 +21,6 @@ class SnapshotStore
 public:
     explicit SnapshotStore(QString path);
 
-    [[nodiscard]] const QString &path() const { return m_path; }
-
     // The snapshot as the file holds it now; null when there is none, or it is refused. The first call
     // after construction or a save opens and checks the file; the others share what it found.
     [[nodiscard]] std::shared_ptr<const CatalogSnapshot> current();

@@ -30,18 +30,16 @@ namespace {
 
 struct PreparedQuery
 {
-    QString text;                              // lower-cased
-    std::optional<SearchIndex::Needle> needle; // none for an empty text
+    std::optional<SearchIndex::Needle> needle; // the lower-cased text; none when it is empty
     bool byArchitecture = false;
 };
 
 PreparedQuery prepare(const PackageQuery &query)
 {
-    PreparedQuery prepared{query.text.toLower(), std::nullopt,
-                           query.architecture && !query.architecture->isEmpty() &&
-                               query.architecture->toLower() != QLatin1String("all")};
-    if (!prepared.text.isEmpty())
-        prepared.needle.emplace(prepared.text);
+    PreparedQuery prepared{std::nullopt, query.architecture && !query.architecture->isEmpty() &&
+                                             query.architecture->toLower() != QLatin1String("all")};
+    if (!query.text.isEmpty())
+        prepared.needle.emplace(query.text.toLower());
     return prepared;
 }
 
@@ -53,13 +51,13 @@ void filterBlocks(const PackagePool &pool, qsizetype from, const PackageQuery &q
     for (qsizetype b = from; b < pool.blocks().size(); ++b) {
         const PackagePool::Block &block = pool.blocks().at(b);
         const qsizetype first = pool.offsets()[size_t(b)];
-        if (prepared.text.isEmpty() && !prepared.byArchitecture) {
+        if (!prepared.needle && !prepared.byArchitecture) {
             for (qsizetype row = 0; row < block->size(); ++row)
                 rows.push_back(first + row);
             continue;
         }
         const std::shared_ptr<const SearchIndex> index = cache.indexFor(block, pool.indexes().at(b));
-        keep.assign(size_t(block->size()), prepared.text.isEmpty() ? 1 : 0);
+        keep.assign(size_t(block->size()), prepared.needle ? 0 : 1);
         if (prepared.needle)
             index->markTextMatches(*prepared.needle, keep);
         if (prepared.byArchitecture)
@@ -109,7 +107,8 @@ std::vector<qsizetype> refilterPackageRows(const FilterResult &previous, const P
     // Looking at one row costs about as much as scanning twenty in a block: a shorter text that kept
     // many rows is cheaper to forget.
     if (pool == before && query.architecture == previous.query.architecture && !earlierText.isEmpty() &&
-        prepared.text.contains(earlierText) && qsizetype(kept.size()) * 16 <= pool.size()) {
+        prepared.needle && prepared.needle->text().contains(earlierText) &&
+        qsizetype(kept.size()) * 16 <= pool.size()) {
         // Whatever contains the new text contains the old one: only the rows it kept can pass.
         std::vector<qsizetype> rows;
         qsizetype block = 0;
